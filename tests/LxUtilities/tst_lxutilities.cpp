@@ -1,0 +1,313 @@
+#include <LxUtilities/AppSettings.h>
+#include <LxUtilities/ByteArraySupport.h>
+#include <LxUtilities/DefaultPathSetting.h>
+#include <LxUtilities/IniParser.h>
+#include <LxUtilities/StreamType.h>
+
+#include <QtCore/QSettings>
+#include <QtCore/QStandardPaths>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+using LxIniParser::IniParser;
+using LxIniParser::IniSection;
+
+class tst_LxUtilities : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void streamType_data();
+    void streamType();
+    void streamTypeCopies();
+
+    void iniSections_data();
+    void iniSections();
+    void iniValues_data();
+    void iniValues();
+    void iniReparseForgetsEarlierText();
+
+    void crc32_data();
+    void crc32();
+    void integers_data();
+    void integers();
+
+    void appSettings();
+    void defaultPathSetting();
+};
+
+static const QByteArray Bom("\xEF\xBB\xBF");
+
+void tst_LxUtilities::streamType_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<bool>("contains");
+    QTest::addColumn<uint>("version");
+
+    QTest::newRow("plain") << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n") << "block" << true << 0u;
+    QTest::newRow("bom-line-first") << Bom + "\r\n;type=\"block\" version=\"0\"\r\n" << "block" << true << 0u;
+    QTest::newRow("bom-line-after") << QByteArray(";type=\"pin\" version=\"0\"\r\n") + Bom + "\r\n" << "pin" << true << 0u;
+    QTest::newRow("bom-on-type-line") << Bom + ";type=\"block\" version=\"0\"\r\n" << "block" << true << 0u;
+    QTest::newRow("lf-only") << QByteArray(";type=\"code\" version=\"3\"\n[X]\n") << "code" << true << 3u;
+    QTest::newRow("no-line-end") << QByteArray(";type=\"order\" version=\"0\"") << "order" << true << 0u;
+    QTest::newRow("other-kind") << QByteArray(";type=\"blocklibrary\" version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("kind-is-case-sensitive") << QByteArray(";type=\"Block\" version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("kind-prefix-only") << QByteArray(";type=\"blockversion\" version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("version-one") << QByteArray(";type=\"block\" version=\"1\"\r\n") << "block" << true << 1u;
+    QTest::newRow("version-max") << QByteArray(";type=\"block\" version=\"4294967295\"\r\n") << "block" << true << 4294967295u;
+    QTest::newRow("version-overflow") << QByteArray(";type=\"block\" version=\"4294967296\"\r\n") << "block" << false << 0u;
+    QTest::newRow("version-not-a-number") << QByteArray(";type=\"block\" version=\"x\"\r\n") << "block" << false << 0u;
+    QTest::newRow("version-negative") << QByteArray(";type=\"block\" version=\"-1\"\r\n") << "block" << false << 0u;
+    QTest::newRow("version-empty") << QByteArray(";type=\"block\" version=\"\"\r\n") << "block" << false << 0u;
+    QTest::newRow("missing-blank") << QByteArray(";type=\"block\"version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("unterminated-quote") << QByteArray(";type=\"block version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("trailing-garbage") << QByteArray(";type=\"block\" version=\"0\" x\r\n") << "block" << false << 0u;
+    QTest::newRow("trailing-blanks") << QByteArray(";type=\"block\" version=\"0\"  \r\n") << "block" << true << 0u;
+    QTest::newRow("not-a-comment") << QByteArray("type=\"block\" version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("third-line") << QByteArray("\r\n\r\n;type=\"block\" version=\"0\"\r\n") << "block" << true << 0u;
+    QTest::newRow("fourth-line-too-late") << QByteArray("\r\n\r\n\r\n;type=\"block\" version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("empty") << QByteArray() << "block" << false << 0u;
+    QTest::newRow("empty-kind") << QByteArray(";type=\"\" version=\"0\"\r\n") << "" << false << 0u;
+    QTest::newRow("binary") << QByteArray("\x89PNG\r\n\x1a\n\0\0\0", 11) << "block" << false << 0u;
+}
+
+void tst_LxUtilities::streamType()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, kind);
+    QFETCH(bool, contains);
+    QFETCH(uint, version);
+
+    StreamType type;
+    type.setStreamData(data);
+    QCOMPARE(type.contains(kind), contains);
+    QCOMPARE(type.version(kind), version);
+    if (contains)
+        QCOMPARE(type.kind(), kind);
+    else
+        QVERIFY(type.kind() != kind || kind.isEmpty());
+}
+
+void tst_LxUtilities::streamTypeCopies()
+{
+    StreamType type;
+    type.setStreamData(";type=\"pin\" version=\"0\"\r\n");
+    StreamType copy(type);
+    type.setStreamData(";type=\"block\" version=\"2\"\r\n");
+    QVERIFY(copy.contains(QStringLiteral("pin")));
+    QVERIFY(!copy.contains(QStringLiteral("block")));
+    copy = type;
+    QCOMPARE(copy.version(QStringLiteral("block")), 2u);
+    // A new stream forgets the old type line.
+    type.setStreamData("no type line");
+    QVERIFY(type.kind().isEmpty());
+}
+
+void tst_LxUtilities::iniSections_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArrayList>("sections");
+    QTest::addColumn<bool>("latin1");
+
+    QTest::newRow("typed-crlf") << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nA=1\r\n\r\n[Names]\r\n1=x\r\n")
+                                << QByteArrayList{"Info", "Names"} << true;
+    QTest::newRow("bom-is-utf8") << Bom + "\r\n;type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n"
+                                 << QByteArrayList{"Info"} << false;
+    QTest::newRow("file-order") << QByteArray("[Z]\n[A]\n[M]\n") << QByteArrayList{"Z", "A", "M"} << true;
+    QTest::newRow("duplicate-merged") << QByteArray("[A]\n[B]\n[A]\n") << QByteArrayList{"A", "B"} << true;
+    QTest::newRow("header-trimmed") << QByteArray("[ A ]\n") << QByteArrayList{"A"} << true;
+    QTest::newRow("unclosed-header-skipped") << QByteArray("[A\nk=v\n[B]\n") << QByteArrayList{"B"} << true;
+    QTest::newRow("empty-name") << QByteArray("[]\n") << QByteArrayList{""} << true;
+    QTest::newRow("comment-header") << QByteArray(";[A]\n[B]\n") << QByteArrayList{"B"} << true;
+    QTest::newRow("bom-later-is-not-utf8") << QByteArray("\r\n") + Bom << QByteArrayList{} << true;
+    QTest::newRow("empty") << QByteArray() << QByteArrayList{} << true;
+}
+
+void tst_LxUtilities::iniSections()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QByteArrayList, sections);
+    QFETCH(bool, latin1);
+
+    IniParser parser;
+    parser.setIniText(text);
+    QCOMPARE(parser.allSectionNames(), sections);
+    QCOMPARE(parser.latin1Encoded(), latin1);
+    for (const QByteArray &name : sections) {
+        QVERIFY(parser.section(name));
+        QCOMPARE(parser.section(name)->name(), name);
+    }
+    QVERIFY(!parser.section("Missing"));
+}
+
+void tst_LxUtilities::iniValues_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("section");
+    QTest::addColumn<QByteArrayList>("keys");
+    QTest::addColumn<QByteArrayList>("values");
+
+    QTest::newRow("crlf") << QByteArray("[Info]\r\nShortName=Abc\r\nGroupPath=A/B\r\n")
+                          << QByteArray("Info") << QByteArrayList{"ShortName", "GroupPath"} << QByteArrayList{"Abc", "A/B"};
+    QTest::newRow("lf") << QByteArray("[Info]\nShortName=Abc\nGroupPath=A/B")
+                        << QByteArray("Info") << QByteArrayList{"ShortName", "GroupPath"} << QByteArrayList{"Abc", "A/B"};
+    QTest::newRow("empty-value-is-present") << QByteArray("[Info]\r\nGroupPath=\r\n")
+                                            << QByteArray("Info") << QByteArrayList{"GroupPath"} << QByteArrayList{""};
+    QTest::newRow("raw-value-untrimmed") << QByteArray("[S]\r\nk= a b \r\n")
+                                         << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{" a b "};
+    QTest::newRow("value-keeps-equals") << QByteArray("[S]\nk=a=b\n")
+                                        << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{"a=b"};
+    QTest::newRow("key-trimmed") << QByteArray("[S]\n k =v\n")
+                                 << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{"v"};
+    QTest::newRow("comments-skipped") << QByteArray("[S]\n;k=1\nj=2\n")
+                                      << QByteArray("S") << QByteArrayList{"j"} << QByteArrayList{"2"};
+    QTest::newRow("no-equals-skipped") << QByteArray("[S]\njunk\nj=2\n=3\n")
+                                       << QByteArray("S") << QByteArrayList{"j"} << QByteArrayList{"2"};
+    QTest::newRow("before-first-section-skipped") << QByteArray("k=1\n[S]\nj=2\n")
+                                                  << QByteArray("S") << QByteArrayList{"j"} << QByteArrayList{"2"};
+    QTest::newRow("duplicate-key-last-value-first-place") << QByteArray("[S]\na=1\nb=2\na=3\n")
+                                                          << QByteArray("S") << QByteArrayList{"a", "b"} << QByteArrayList{"3", "2"};
+    QTest::newRow("duplicate-section-merged") << QByteArray("[S]\na=1\n[T]\nx=0\n[S]\nb=2\n")
+                                              << QByteArray("S") << QByteArrayList{"a", "b"} << QByteArrayList{"1", "2"};
+    QTest::newRow("latin1-bytes-raw") << QByteArray("[Names]\r\n1=Gr\xF6\xDF" "e\r\n")
+                                      << QByteArray("Names") << QByteArrayList{"1"} << QByteArrayList{"Gr\xF6\xDF" "e"};
+    QTest::newRow("utf8-bytes-raw") << Bom + "\r\n[Names]\r\n1=Gr\xC3\xB6\xC3\x9F" "e\r\n"
+                                    << QByteArray("Names") << QByteArrayList{"1"} << QByteArrayList{"Gr\xC3\xB6\xC3\x9F" "e"};
+    QTest::newRow("nul-bytes") << QByteArray("[S]\nk=a\0b\n", 10)
+                               << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{QByteArray("a\0b", 3)};
+}
+
+void tst_LxUtilities::iniValues()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(QByteArray, section);
+    QFETCH(QByteArrayList, keys);
+    QFETCH(QByteArrayList, values);
+
+    IniParser parser;
+    parser.setIniText(text);
+    IniSection *s = parser.section(section);
+    QVERIFY(s);
+    QCOMPARE(s->keys(), keys);
+    for (int i = 0; i < keys.size(); ++i) {
+        QVERIFY(s->contains(keys.at(i)));
+        QCOMPARE(s->value(keys.at(i)), values.at(i));
+    }
+    QVERIFY(!s->contains("Absent"));
+    QCOMPARE(s->value("Absent"), QByteArray());
+}
+
+void tst_LxUtilities::iniReparseForgetsEarlierText()
+{
+    IniParser parser;
+    parser.setIniText(QByteArray("\xEF\xBB\xBF[A]\nk=1\n"));
+    QVERIFY(!parser.latin1Encoded());
+    parser.setIniText("[B]\nj=2\n");
+    QCOMPARE(parser.allSectionNames(), QByteArrayList{"B"});
+    QVERIFY(!parser.section("A"));
+    QVERIFY(parser.latin1Encoded());
+}
+
+void tst_LxUtilities::crc32_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<uint>("crc");
+
+    // Check values of the standard CRC-32.
+    QTest::newRow("empty") << QByteArray() << 0u;
+    QTest::newRow("check-string") << QByteArray("123456789") << 0xCBF43926u;
+    QTest::newRow("fox") << QByteArray("The quick brown fox jumps over the lazy dog") << 0x414FA339u;
+    QTest::newRow("one-zero-byte") << QByteArray(1, '\0') << 0xD202EF8Du;
+}
+
+void tst_LxUtilities::crc32()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(uint, crc);
+    LxByteArraySupport::ByteArraySupport support(data, false);
+    QCOMPARE(support.crc32(), crc);
+    LxByteArraySupport::ByteArraySupport bigEndian(data, true);
+    QCOMPARE(bigEndian.crc32(), crc);
+}
+
+void tst_LxUtilities::integers_data()
+{
+    QTest::addColumn<bool>("bigEndian");
+    QTest::addColumn<QByteArray>("bytes");
+
+    QTest::newRow("little") << false << QByteArray::fromHex("3412" "78563412");
+    QTest::newRow("big") << true << QByteArray::fromHex("1234" "12345678");
+}
+
+void tst_LxUtilities::integers()
+{
+    QFETCH(bool, bigEndian);
+    QFETCH(QByteArray, bytes);
+
+    QByteArray data;
+    LxByteArraySupport::ByteArraySupport support(data, bigEndian);
+    support.appendUInt16(0x1234);
+    support.appendUInt32(0x12345678);
+    QCOMPARE(data, bytes);
+
+    quint16 small = 0;
+    quint32 large = 0;
+    QVERIFY(support.readUInt16(0, &small));
+    QCOMPARE(small, quint16(0x1234));
+    QVERIFY(support.readUInt32(2, &large));
+    QCOMPARE(large, 0x12345678u);
+    QVERIFY(!support.readUInt32(3, &large));
+    QVERIFY(!support.readUInt16(-1, &small));
+    QVERIFY(!support.readUInt16(5, &small));
+}
+
+void tst_LxUtilities::appSettings()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString file = dir.filePath(QStringLiteral("settings.ini"));
+    AppSettings *settings = AppSettings::instance();
+    settings->setSettingsFile(file);
+
+    QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 1u);
+    QCOMPARE(settings->setting(42), 0u);
+
+    QSignalSpy spy(settings, &AppSettings::settingChanged);
+    settings->setSetting(AppSettings::SaveModifiedLibraries, 0);
+    settings->setSetting(AppSettings::SaveModifiedLibraries, 0);
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(spy.at(0).at(0).toInt(), 0);
+    QCOMPARE(spy.at(0).at(1).toUInt(), 0u);
+
+    // Stored values survive a new settings object over the same file.
+    settings->settings()->sync();
+    settings->setSettingsFile(QString());
+    settings->setSettingsFile(file);
+    QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 0u);
+
+    // A value that is not a number reads as the default.
+    settings->settings()->setValue(QStringLiteral("Settings/0"), QStringLiteral("ask"));
+    QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 1u);
+}
+
+void tst_LxUtilities::defaultPathSetting()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    AppSettings::instance()->setSettingsFile(dir.filePath(QStringLiteral("settings.ini")));
+
+    std::unique_ptr<DefaultPathSetting> libraries(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries));
+    QCOMPARE(libraries->kind(), eSettingDefaultPathBlockLibraries);
+    QCOMPARE(libraries->path(), QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+
+    libraries->setPath(dir.path());
+    std::unique_ptr<DefaultPathSetting> again(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries));
+    QCOMPARE(again->path(), dir.path());
+    std::unique_ptr<DefaultPathSetting> projects(DefaultPathSetting::create(eSettingDefaultPathProjects));
+    QCOMPARE(projects->path(), QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+}
+
+QTEST_GUILESS_MAIN(tst_LxUtilities)
+#include "tst_lxutilities.moc"
