@@ -89,5 +89,5 @@ void System::setMainWindow(QWidget *window)
     if (window == d->mainWindow)
         return;
     d->mainWindow = window;
-    Q_EMIT mainWindowChanged(window);
+    Q_EMIT mainWindowChanged();
 }

@@ -62,8 +62,8 @@ Q_SIGNALS:
     void accessLevelsChanged();
     /*! Emitted by setProductLevel() when the level actually changes. */
     void productLevelChanged(int level);
-    /*! Emitted by setMainWindow() when a different window is set (not when one is destroyed). */
-    void mainWindowChanged(QWidget *window);
+    /*! Emitted by setMainWindow() when a different window is set; not when the window is destroyed. */
+    void mainWindowChanged();
 
 private:
     System();
