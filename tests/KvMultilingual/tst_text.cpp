@@ -1,0 +1,424 @@
+#include <KvMultilingual/LanguageManager.h>
+#include <KvMultilingual/ParameterText.h>
+#include <KvMultilingual/ParameterTextMap.h>
+#include <KvMultilingual/Text.h>
+
+#include <QtCore/QDataStream>
+#include <QtCore/QVariant>
+#include <QtTest/QTest>
+
+namespace {
+
+// A Text from (language, string) pairs, set in the order given.
+Text makeText(std::initializer_list<std::pair<int, const char *>> entries)
+{
+    Text text;
+    for (const auto &entry : entries)
+        text.setText(entry.first, QString::fromUtf8(entry.second));
+    return text;
+}
+
+template<typename T>
+QByteArray toBytes(const T &value)
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out << value;
+    return bytes;
+}
+
+// Reads \a bytes into \a value and returns the stream's status.
+template<typename T>
+QDataStream::Status fromBytes(const QByteArray &bytes, T &value)
+{
+    QDataStream in(bytes);
+    in >> value;
+    return in.status();
+}
+
+} // namespace
+
+class TextTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void modes_data();
+    void modes();
+    void lookup_data();
+    void lookup();
+    void currentLanguage();
+    void equality_data();
+    void equality();
+    void convertToMonolingual_data();
+    void convertToMonolingual();
+    void convertToMultilingual_data();
+    void convertToMultilingual();
+    void convertToMultilingualFollowsLanguageList();
+    void copiesAreIndependent();
+    void removal();
+    void metaTypeRoundTrip();
+    void dataStreamRoundTrip();
+    void damagedStreamLeavesTextUnchanged();
+
+    void parameterTextConversion();
+    void parameterTextEqualityAndStream();
+    void parameterTextMap();
+};
+
+void TextTest::init()
+{
+    LanguageManager::instance()->setCurrentLanguage(1);
+}
+
+void TextTest::cleanup()
+{
+    LanguageManager *manager = LanguageManager::instance();
+    manager->setLanguages({{1, QStringLiteral("Deutsch")}, {2, QStringLiteral("Englisch")},
+                           {3, QStringLiteral("Französisch")}});
+    manager->setCurrentLanguage(1);
+    manager->setFallbackLanguage(1);
+}
+
+void TextTest::modes_data()
+{
+    QTest::addColumn<Text>("text");
+    QTest::addColumn<bool>("empty");
+    QTest::addColumn<bool>("monolingual");
+    QTest::addColumn<bool>("multilingual");
+    QTest::addColumn<QList<int>>("languages");
+
+    QTest::newRow("default") << Text() << true << false << false << QList<int>();
+    QTest::newRow("empty-string-language-1") << makeText({{1, ""}}) << false << true << false
+                                             << QList<int>{1};
+    QTest::newRow("null-string-language-1") << Text(1, QString()) << false << true << false
+                                            << QList<int>{1};
+    QTest::newRow("two-languages") << makeText({{2, "B"}, {1, "A"}}) << false << false << true
+                                   << QList<int>{1, 2};
+    QTest::newRow("unlisted-languages-ascending") << makeText({{9, "X"}, {-4, "Y"}, {3, "Z"}})
+                                                  << false << false << true << QList<int>{-4, 3, 9};
+}
+
+void TextTest::modes()
+{
+    QFETCH(Text, text);
+    QFETCH(bool, empty);
+    QFETCH(bool, monolingual);
+    QFETCH(bool, multilingual);
+    QFETCH(QList<int>, languages);
+
+    QCOMPARE(text.isEmpty(), empty);
+    QCOMPARE(text.isMonolingual(), monolingual);
+    QCOMPARE(text.isMultilingual(), multilingual);
+    QCOMPARE(text.textLanguages(), languages);
+}
+
+void TextTest::lookup_data()
+{
+    QTest::addColumn<Text>("text");
+    QTest::addColumn<int>("language");
+    QTest::addColumn<QString>("expected");
+    QTest::addColumn<bool>("stored");
+
+    QTest::newRow("empty-text") << Text() << 1 << QString() << false;
+    QTest::newRow("monolingual-own-language") << Text(2, "Motor") << 2 << "Motor" << true;
+    QTest::newRow("monolingual-other-language") << Text(2, "Motor") << 3 << "Motor" << false;
+    QTest::newRow("multilingual-exact") << makeText({{1, "Achse"}, {2, "Axis"}}) << 2 << "Axis"
+                                        << true;
+    QTest::newRow("multilingual-missing-uses-fallback")
+        << makeText({{1, "Achse"}, {2, "Axis"}}) << 3 << "Achse" << false;
+    QTest::newRow("multilingual-missing-fallback-uses-lowest")
+        << makeText({{3, "Axe"}, {2, "Axis"}}) << 5 << "Axis" << false;
+    QTest::newRow("stored-empty-string-wins-over-fallback")
+        << makeText({{1, "Achse"}, {2, ""}}) << 2 << "" << true;
+}
+
+void TextTest::lookup()
+{
+    QFETCH(Text, text);
+    QFETCH(int, language);
+    QFETCH(QString, expected);
+    QFETCH(bool, stored);
+
+    QCOMPARE(text.text(language), expected);
+    QCOMPARE(text.hasText(language), stored);
+}
+
+void TextTest::currentLanguage()
+{
+    const Text text = makeText({{1, "Achse"}, {2, "Axis"}});
+    QCOMPARE(text.text(), QStringLiteral("Achse"));
+    LanguageManager::instance()->setCurrentLanguage(2);
+    QCOMPARE(text.text(), QStringLiteral("Axis"));
+    LanguageManager::instance()->setFallbackLanguage(2);
+    LanguageManager::instance()->setCurrentLanguage(3);
+    QCOMPARE(text.text(), QStringLiteral("Axis"));
+}
+
+void TextTest::equality_data()
+{
+    QTest::addColumn<Text>("left");
+    QTest::addColumn<Text>("right");
+    QTest::addColumn<bool>("equal");
+
+    QTest::newRow("both-default") << Text() << Text() << true;
+    QTest::newRow("null-and-empty-string") << Text(1, QString()) << Text(1, "") << true;
+    QTest::newRow("default-and-empty-string") << Text() << Text(1, "") << false;
+    QTest::newRow("insertion-order-irrelevant") << makeText({{1, "A"}, {2, "B"}})
+                                                << makeText({{2, "B"}, {1, "A"}}) << true;
+    QTest::newRow("same-string-other-language") << Text(1, "A") << Text(2, "A") << false;
+    QTest::newRow("extra-language") << makeText({{1, "A"}, {2, "A"}}) << Text(1, "A") << false;
+    QTest::newRow("case-differs") << Text(1, "a") << Text(1, "A") << false;
+}
+
+void TextTest::equality()
+{
+    QFETCH(Text, left);
+    QFETCH(Text, right);
+    QFETCH(bool, equal);
+
+    QCOMPARE(left == right, equal);
+    QCOMPARE(right == left, equal);
+    QCOMPARE(left != right, !equal);
+}
+
+void TextTest::convertToMonolingual_data()
+{
+    QTest::addColumn<Text>("text");
+    QTest::addColumn<int>("language");
+    QTest::addColumn<Text>("expected");
+
+    QTest::newRow("empty-becomes-empty-string") << Text() << 1 << Text(1, "");
+    QTest::newRow("monolingual-same-language") << Text(1, "A") << 1 << Text(1, "A");
+    QTest::newRow("monolingual-moves-language") << Text(1, "A") << 2 << Text(2, "A");
+    QTest::newRow("multilingual-keeps-chosen") << makeText({{1, "A"}, {2, "B"}, {3, "C"}}) << 2
+                                               << Text(2, "B");
+    QTest::newRow("multilingual-missing-takes-fallback") << makeText({{1, "A"}, {2, "B"}}) << 3
+                                                         << Text(3, "A");
+    QTest::newRow("multilingual-missing-takes-lowest") << makeText({{3, "C"}, {2, "B"}}) << 4
+                                                       << Text(4, "B");
+    QTest::newRow("chosen-empty-string-kept") << makeText({{1, "A"}, {2, ""}}) << 2 << Text(2, "");
+}
+
+void TextTest::convertToMonolingual()
+{
+    QFETCH(Text, text);
+    QFETCH(int, language);
+    QFETCH(Text, expected);
+
+    text.convertToMonolingual(language);
+    QCOMPARE(text, expected);
+    QVERIFY(text.isMonolingual());
+}
+
+void TextTest::convertToMultilingual_data()
+{
+    QTest::addColumn<Text>("text");
+    QTest::addColumn<Text>("expected");
+
+    QTest::newRow("empty-gets-empty-strings") << Text() << makeText({{1, ""}, {2, ""}, {3, ""}});
+    QTest::newRow("monolingual-copied") << Text(1, "A") << makeText({{1, "A"}, {2, "A"}, {3, "A"}});
+    QTest::newRow("monolingual-other-language-copied")
+        << Text(2, "B") << makeText({{1, "B"}, {2, "B"}, {3, "B"}});
+    QTest::newRow("gap-filled-from-fallback") << makeText({{1, "A"}, {3, "C"}})
+                                              << makeText({{1, "A"}, {2, "A"}, {3, "C"}});
+    QTest::newRow("gap-filled-from-lowest-without-fallback")
+        << makeText({{3, "C"}, {2, "B"}}) << makeText({{1, "B"}, {2, "B"}, {3, "C"}});
+    QTest::newRow("unlisted-language-kept") << makeText({{1, "A"}, {9, "X"}})
+                                            << makeText({{1, "A"}, {2, "A"}, {3, "A"}, {9, "X"}});
+    QTest::newRow("complete-unchanged") << makeText({{1, "A"}, {2, "B"}, {3, "C"}})
+                                        << makeText({{1, "A"}, {2, "B"}, {3, "C"}});
+}
+
+void TextTest::convertToMultilingual()
+{
+    QFETCH(Text, text);
+    QFETCH(Text, expected);
+
+    text.convertToMultilingual();
+    QCOMPARE(text, expected);
+    QVERIFY(text.isMultilingual());
+}
+
+void TextTest::convertToMultilingualFollowsLanguageList()
+{
+    LanguageManager::instance()->setLanguages({{4, "Italienisch"}, {2, "Englisch"}});
+    Text text(1, "A");
+    text.convertToMultilingual();
+    QCOMPARE(text, makeText({{1, "A"}, {2, "A"}, {4, "A"}}));
+
+    // With a single configured language there is nothing to be multilingual in.
+    LanguageManager::instance()->setLanguages({{1, "Deutsch"}});
+    Text single(1, "A");
+    single.convertToMultilingual();
+    QCOMPARE(single, Text(1, "A"));
+    QVERIFY(single.isMonolingual());
+}
+
+void TextTest::copiesAreIndependent()
+{
+    Text original = makeText({{1, "A"}, {2, "B"}});
+    Text copy = original;
+    copy.setText(1, "changed");
+    copy.convertToMonolingual(2);
+    QCOMPARE(original, makeText({{1, "A"}, {2, "B"}}));
+    QCOMPARE(copy, Text(2, "B"));
+
+    Text assigned;
+    assigned = original;
+    original.removeAll();
+    QCOMPARE(assigned.textLanguages(), (QList<int>{1, 2}));
+    QVERIFY(original.isEmpty());
+}
+
+void TextTest::removal()
+{
+    Text text = makeText({{1, "A"}, {2, "B"}, {3, "C"}});
+    text.removeText(2);
+    QCOMPARE(text, makeText({{1, "A"}, {3, "C"}}));
+    text.removeText(7);
+    QCOMPARE(text.textLanguages(), (QList<int>{1, 3}));
+    text.removeAll();
+    QCOMPARE(text, Text());
+}
+
+void TextTest::metaTypeRoundTrip()
+{
+    const QMetaType byName = QMetaType::fromName("Text");
+    QVERIFY(byName.isValid());
+    QCOMPARE(byName, QMetaType::fromType<Text>());
+
+    const Text text = makeText({{1, "Achse"}, {2, "Axis"}});
+    const QVariant variant = QVariant::fromValue(text);
+    QCOMPARE(variant.metaType(), byName);
+    QCOMPARE(variant.value<Text>(), text);
+    QVERIFY(variant == QVariant::fromValue(makeText({{2, "Axis"}, {1, "Achse"}})));
+    QVERIFY(variant != QVariant::fromValue(Text(1, "Achse")));
+
+    // A variant serialised and read back, as QSettings or a drag payload would do.
+    QByteArray bytes;
+    {
+        QDataStream out(&bytes, QIODevice::WriteOnly);
+        out << variant;
+        QCOMPARE(out.status(), QDataStream::Ok);
+    }
+    QDataStream in(bytes);
+    QVariant read;
+    in >> read;
+    QCOMPARE(in.status(), QDataStream::Ok);
+    QCOMPARE(read.metaType(), byName);
+    QCOMPARE(read.value<Text>(), text);
+
+    const QVariant pair = QVariant::fromValue(ParameterText(Text(1, "Kurz"), Text(1, "Lang")));
+    QCOMPARE(pair.metaType(), QMetaType::fromName("ParameterText"));
+    QVERIFY(QMetaType::fromName("ParameterTextMap").isValid());
+}
+
+void TextTest::dataStreamRoundTrip()
+{
+    const QList<Text> texts = {Text(), Text(1, QString()), makeText({{-1, "minus"}, {3, "drei"}}),
+                               makeText({{1, "Ä ö ü ß"}, {2, "€"}})};
+    for (const Text &text : texts) {
+        Text read(5, "overwritten");
+        QCOMPARE(fromBytes(toBytes(text), read), QDataStream::Ok);
+        QCOMPARE(read, text);
+    }
+}
+
+void TextTest::damagedStreamLeavesTextUnchanged()
+{
+    QByteArray bytes = toBytes(makeText({{1, "Achse"}, {2, "Axis"}}));
+    bytes.chop(3);
+
+    Text target(7, "keep");
+    QCOMPARE(fromBytes(bytes, target), QDataStream::ReadPastEnd);
+    QCOMPARE(target, Text(7, "keep"));
+
+    // A count far beyond the data must end at the data, not allocate for the count.
+    QByteArray huge;
+    {
+        QDataStream out(&huge, QIODevice::WriteOnly);
+        out << quint32(0xFFFFFFFFu) << qint32(1) << QStringLiteral("x");
+    }
+    QCOMPARE(fromBytes(huge, target), QDataStream::ReadPastEnd);
+    QCOMPARE(target, Text(7, "keep"));
+}
+
+void TextTest::parameterTextConversion()
+{
+    ParameterText text(makeText({{1, "Gesch"}, {2, "Speed"}}),
+                       makeText({{1, "Geschwindigkeit"}, {2, "Speed"}}));
+    QCOMPARE(text.shortText(1), QStringLiteral("Gesch"));
+    QCOMPARE(text.longText(3), QStringLiteral("Geschwindigkeit"));
+
+    text.convertToMonolingual(2);
+    QCOMPARE(text.multilingualShortText(), Text(2, "Speed"));
+    QCOMPARE(text.multilingualLongText(), Text(2, "Speed"));
+
+    text.setLongText(2, "Velocity");
+    text.convertToMultilingual();
+    QCOMPARE(text.multilingualShortText(), makeText({{1, "Speed"}, {2, "Speed"}, {3, "Speed"}}));
+    QCOMPARE(text.multilingualLongText(),
+             makeText({{1, "Velocity"}, {2, "Velocity"}, {3, "Velocity"}}));
+
+    ParameterText empty;
+    QVERIFY(empty.isEmpty());
+    empty.setShortText(1, QString());
+    QVERIFY(!empty.isEmpty());
+}
+
+void TextTest::parameterTextEqualityAndStream()
+{
+    const ParameterText a(Text(1, "K"), Text(1, "Lang"));
+    ParameterText b;
+    b.setMultilingualLongText(Text(1, "Lang"));
+    QVERIFY(a != b);
+    b.setMultilingualShortText(Text(1, "K"));
+    QVERIFY(a == b);
+    QVERIFY(ParameterText(Text(1, "x"), Text()) != ParameterText(Text(), Text(1, "x")));
+
+    ParameterText read;
+    QCOMPARE(fromBytes(toBytes(a), read), QDataStream::Ok);
+    QCOMPARE(read, a);
+}
+
+void TextTest::parameterTextMap()
+{
+    ParameterTextMap map;
+    QVERIFY(map.isEmpty());
+    map.insert(5, ParameterText(Text(1, "F"), Text(1, "Fünf")));
+    map.insert(-1, ParameterText(Text(1, "M"), Text(1, "Minus eins")));
+    map.insert(0xFFFFFFFFll, ParameterText(Text(), Text(1, "Alle Bits")));
+    QCOMPARE(map.keys(), (QList<qint64>{-1, 5, 0xFFFFFFFFll}));
+    QCOMPARE(map.count(), 3);
+    QCOMPARE(map.value(5).longText(1), QStringLiteral("Fünf"));
+    QVERIFY(map.value(6).isEmpty());
+    QVERIFY(!map.contains(6));
+
+    const ParameterTextMap before = map;
+    QVERIFY(map.remove(-1));
+    QVERIFY(!map.remove(-1));
+    QCOMPARE(map.count(), 2);
+    QCOMPARE(before.count(), 3);
+    QVERIFY(map != before);
+
+    map.convertToMultilingual();
+    QCOMPARE(map.value(5).multilingualLongText(),
+             makeText({{1, "Fünf"}, {2, "Fünf"}, {3, "Fünf"}}));
+    map.convertToMonolingual(3);
+    QCOMPARE(map.value(5).multilingualShortText(), Text(3, "F"));
+    QCOMPARE(map.value(0xFFFFFFFFll).multilingualShortText(), Text(3, ""));
+
+    ParameterTextMap read;
+    QCOMPARE(fromBytes(toBytes(before), read), QDataStream::Ok);
+    QCOMPARE(read, before);
+
+    map.clear();
+    QVERIFY(map.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TextTest)
+#include "tst_text.moc"
