@@ -33,7 +33,6 @@ class CodeEditorTest : public QObject
 private Q_SLOTS:
     void invokableByName_data();
     void invokableByName();
-    void changedSignal();
     void subWindowEditorOwnership();
     void subWindowCodeIsWeak();
 };
@@ -66,16 +65,6 @@ void CodeEditorTest::invokableByName()
     QSignalSpy spy(&plain, &BlockCode::changed);
     QVERIFY(QMetaObject::invokeMethod(&plain, method.constData(), Qt::DirectConnection));
     QCOMPARE(spy.count(), 0);
-}
-
-void CodeEditorTest::changedSignal()
-{
-    EditedCode code;
-    QSignalSpy spy(&code, &BlockCode::changed);
-    code.edit(QStringLiteral("a"));
-    code.edit(QStringLiteral("b"));
-    code.save();
-    QCOMPARE(spy.count(), 2);
 }
 
 void CodeEditorTest::subWindowEditorOwnership()

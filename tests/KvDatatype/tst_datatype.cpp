@@ -16,7 +16,6 @@ private Q_SLOTS:
     void byShortName_data();
     void byShortName();
     void pinTypes();
-    void valueSemantics();
 };
 
 void DatatypeTest::stableCodes_data()
@@ -135,23 +134,6 @@ void DatatypeTest::pinTypes()
     QCOMPARE(offered, (QList<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 19, 20, 21}));
     // Kind and size alone would let the address through; the explicit exclusion is needed.
     QVERIFY(scalarWithSize.contains(eSimpleTypeAddress));
-}
-
-void DatatypeTest::valueSemantics()
-{
-    const SimpleType unknown;
-    QCOMPARE(int(unknown.code()), 0);
-    QCOMPARE(unknown.kind(), eSimpleTypeKindUnknown);
-    QCOMPARE(unknown.size(), 0u);
-    QVERIFY(unknown.name().isEmpty());
-
-    const SimpleType custom(200, "Eigen", "OWN", eSimpleTypeKindInteger, 2);
-    SimpleType copy = custom;
-    QVERIFY(copy == custom);
-    copy = SimpleType(200, "Eigen", "OWN", eSimpleTypeKindInteger, 4);
-    QVERIFY(copy != custom);
-    QCOMPARE(custom.size(), 2u);
-    QVERIFY(DatatypeProvider::instance()->simpleType(1) == DatatypeProvider::instance()->simpleType(1));
 }
 
 QTEST_GUILESS_MAIN(DatatypeTest)

@@ -59,7 +59,6 @@ private Q_SLOTS:
     void convertToMultilingual();
     void convertToMultilingualFollowsLanguageList();
     void copiesAreIndependent();
-    void removal();
     void metaTypeRoundTrip();
     void dataStreamRoundTrip();
     void damagedStreamLeavesTextUnchanged();
@@ -274,17 +273,6 @@ void TextTest::copiesAreIndependent()
     QVERIFY(original.isEmpty());
 }
 
-void TextTest::removal()
-{
-    Text text = makeText({{1, "A"}, {2, "B"}, {3, "C"}});
-    text.removeText(2);
-    QCOMPARE(text, makeText({{1, "A"}, {3, "C"}}));
-    text.removeText(7);
-    QCOMPARE(text.textLanguages(), (QList<int>{1, 3}));
-    text.removeAll();
-    QCOMPARE(text, Text());
-}
-
 void TextTest::metaTypeRoundTrip()
 {
     const QMetaType byName = QMetaType::fromName("Text");
@@ -415,9 +403,6 @@ void TextTest::parameterTextMap()
     ParameterTextMap read;
     QCOMPARE(fromBytes(toBytes(before), read), QDataStream::Ok);
     QCOMPARE(read, before);
-
-    map.clear();
-    QVERIFY(map.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TextTest)
