@@ -1,0 +1,176 @@
+#include "FileStorageView.h"
+
+#include "FileStorageView_p.h"
+#include "StorageTreeCodec_p.h"
+
+namespace {
+
+bool sameBytes(const QByteArray &a, const QByteArray &b)
+{
+    return (a.constData() == b.constData() && a.size() == b.size()) || a == b;
+}
+
+template<typename Map>
+QStringList keys(const Map &map)
+{
+    QStringList names;
+    names.reserve(qsizetype(map.size()));
+    for (const auto &entry : map)
+        names.append(entry.first);
+    return names;
+}
+
+} // namespace
+
+bool FileStorageViewPrivate::beginWrite(bool wouldChange)
+{
+    if (!node || !session || !session->active)
+        return false;
+    if (session->readOnly) {
+        if (wouldChange)
+            session->refusedWrites = true;
+        return false;
+    }
+    if (node->detached || !wouldChange)
+        return false;
+    session->modified = true;
+    return true;
+}
+
+FileStorageView::FileStorageView(FileStorageView *parent)
+    : QObject(parent), d(new FileStorageViewPrivate)
+{
+}
+
+FileStorageView::FileStorageView(FileStorageViewPrivate &dd, FileStorageView *parent)
+    : QObject(parent), d(&dd)
+{
+}
+
+FileStorageView::~FileStorageView()
+{
+    delete d;
+}
+
+bool FileStorageView::isReadOnly() const
+{
+    return !d->isLive() || d->session->readOnly;
+}
+
+void FileStorageView::clear()
+{
+    if (d->beginWrite(d->node && !d->node->isEmpty()))
+        d->node->clear();
+}
+
+QString FileStorageView::name() const
+{
+    return d->node ? d->node->name : QString();
+}
+
+QString FileStorageView::path() const
+{
+    return d->node ? d->node->path() : QString();
+}
+
+QStringList FileStorageView::streamNames() const
+{
+    return d->isLive() ? keys(d->node->streams) : QStringList();
+}
+
+QStringList FileStorageView::storageNames() const
+{
+    return d->isLive() ? keys(d->node->children) : QStringList();
+}
+
+void FileStorageView::writeStream(const QString &name, const QByteArray &data)
+{
+    if (!d->node)
+        return;
+    auto &streams = d->node->streams;
+    const auto existing = streams.find(name);
+    const bool wouldChange = existing == streams.end() || !sameBytes(existing->second, data);
+    if (!d->beginWrite(wouldChange))
+        return;
+    if (existing != streams.end())
+        existing->second = data;
+    else
+        streams.emplace_hint(existing, name, data);
+}
+
+QByteArray FileStorageView::readStream(const QString &name) const
+{
+    if (!d->isLive())
+        return QByteArray();
+    const auto &streams = d->node->streams;
+    const auto found = streams.find(name);
+    return found != streams.end() ? found->second : QByteArray();
+}
+
+FileStorageView *FileStorageView::storage(const QString &name)
+{
+    if (!d->node)
+        return nullptr;
+    StorageNode &node = *d->node;
+    StorageNodePtr child;
+    const auto found = node.children.lower_bound(name);
+    if (found != node.children.end() && found->first == name) {
+        child = found->second;
+    } else if (d->isLive() && !d->session->readOnly) {
+        if (node.depth < LxFileSystemLimits::kMaxDepth) {
+            child = std::make_shared<StorageNode>(name, &node, node.depth + 1);
+            node.children.emplace_hint(found, name, child);
+            d->session->modified = true;
+        } else {
+            qWarning("LxFileSystem: storage \"%s\" would nest deeper than %d levels; it is not created",
+                     qPrintable(name), LxFileSystemLimits::kMaxDepth);
+        }
+    }
+
+    auto cached = d->childViews.find(name);
+    if (cached != d->childViews.end() && cached->second) {
+        const StorageNodePtr &shown = cached->second->d->node;
+        if (child ? shown == child : shown->detached && shown->isEmpty())
+            return cached->second;
+    }
+    if (!child) {
+        // Nothing can be created here (read-only file, removed storage, closed file): an
+        // empty storage outside the tree keeps callers working and absorbs their writes.
+        child = std::make_shared<StorageNode>(name, nullptr, node.depth + 1);
+        child->detached = true;
+    }
+    auto *view = new FileStorageView(*new FileStorageViewPrivate(child, d->session), this);
+    if (cached != d->childViews.end())
+        cached->second = view;
+    else
+        d->childViews.emplace(name, view);
+    return view;
+}
+
+QByteArray FileStorageView::toByteArray() const
+{
+    if (!d->isLive())
+        return StorageTreeCodec::encode(StorageNode(QString(), nullptr, 0));
+    return StorageTreeCodec::encode(*d->node);
+}
+
+bool FileStorageView::fromByteArray(const QByteArray &data)
+{
+    if (!d->node)
+        return false;
+    StorageNodePtr decoded = StorageTreeCodec::decode(data, d->node->depth);
+    if (!decoded || !d->beginWrite(true))
+        return false;
+    d->node->takeContents(*decoded);
+    return true;
+}
+
+void FileStorageView::removeStream(const QString &name)
+{
+    if (!d->node)
+        return;
+    auto &streams = d->node->streams;
+    const auto found = streams.find(name);
+    if (d->beginWrite(found != streams.end()))
+        streams.erase(found);
+}

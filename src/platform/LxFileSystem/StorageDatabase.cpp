@@ -1,0 +1,747 @@
+#include "StorageDatabase_p.h"
+
+#include <QtCore/QFileInfo>
+#include <QtCore/QHash>
+#include <QtCore/QRandomGenerator>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Long enough to ride out another program's commit, short enough to answer the user soon.
+constexpr int kBusyTimeoutMs = 3000;
+// Streams are mostly a few hundred bytes to a few kilobytes; larger pages would waste space
+// in every half-filled overflow page without making reads faster.
+constexpr int kPageSize = 4096;
+
+// The schema. Text as stored in sqlite_schema, which is also how open() recognises it.
+constexpr char kStorageTable[] =
+        "CREATE TABLE storage (\n"
+        "    id     INTEGER PRIMARY KEY,\n"
+        "    parent INTEGER REFERENCES storage (id),\n"
+        "    name   TEXT NOT NULL,\n"
+        "    UNIQUE (parent, name)\n"
+        ") STRICT";
+constexpr char kStreamTable[] =
+        "CREATE TABLE stream (\n"
+        "    id      INTEGER PRIMARY KEY,\n"
+        "    storage INTEGER NOT NULL REFERENCES storage (id),\n"
+        "    name    TEXT NOT NULL,\n"
+        "    data    BLOB NOT NULL,\n"
+        "    UNIQUE (storage, name)\n"
+        ") STRICT";
+constexpr char kRevisionTable[] =
+        "CREATE TABLE revision (\n"
+        "    number INTEGER NOT NULL\n"
+        ") STRICT";
+
+struct SchemaEntry
+{
+    const char *type;
+    const char *name;
+    const char *table;
+    const char *sql; // null for the indexes behind UNIQUE
+};
+
+// In the order of the query in checkSchema().
+constexpr SchemaEntry kSchema[] = {
+    { "index", "sqlite_autoindex_storage_1", "storage", nullptr },
+    { "index", "sqlite_autoindex_stream_1", "stream", nullptr },
+    { "table", "revision", "revision", kRevisionTable },
+    { "table", "storage", "storage", kStorageTable },
+    { "table", "stream", "stream", kStreamTable },
+};
+
+bool configure(LxSqlite::Database &db)
+{
+    sqlite3 *handle = db.handle();
+    // A storage file may come from anywhere: no schema tricks, no triggers, no views.
+    const std::pair<int, int> options[] = {
+        { SQLITE_DBCONFIG_DEFENSIVE, 1 },
+        { SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0 },
+        { SQLITE_DBCONFIG_ENABLE_TRIGGER, 0 },
+        { SQLITE_DBCONFIG_ENABLE_VIEW, 0 },
+    };
+    for (const auto &option : options) {
+        const int rc = sqlite3_db_config(handle, option.first, option.second, nullptr);
+        if (rc != SQLITE_OK)
+            return db.fail(rc);
+    }
+    const int rc = sqlite3_busy_timeout(handle, kBusyTimeoutMs);
+    if (rc != SQLITE_OK)
+        return db.fail(rc);
+    // Deleted blocks must not linger in the file's free pages.
+    return db.exec("PRAGMA cell_size_check = ON; PRAGMA secure_delete = ON");
+}
+
+QString describe(const LxSqlite::Error &error)
+{
+    if (error.systemErrno == 0)
+        return error.message;
+    return QStringLiteral("%1 (%2)").arg(error.message, QString::fromLocal8Bit(std::strerror(error.systemErrno)));
+}
+
+StorageFileStatus statusFromErrno(int error, StorageFileStatus::Code fallback)
+{
+    const QString detail = QString::fromLocal8Bit(std::strerror(error));
+    switch (error) {
+    case ENOSPC:
+    case EFBIG:
+    case EDQUOT:
+        return { StorageFileStatus::DiskFull, detail };
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return { StorageFileStatus::NoPermission, detail };
+    default:
+        return { fallback, detail };
+    }
+}
+
+// Snapshot rows grouped by the storage that holds them, each group in name order, so that
+// a commit can walk the tree and the file side by side.
+class SnapshotIndex
+{
+public:
+    using Range = std::pair<const int *, const int *>;
+
+    explicit SnapshotIndex(const StorageSnapshot &snapshot) : m_snapshot(snapshot)
+    {
+        m_streams.resize(snapshot.streams.size());
+        for (size_t i = 0; i < m_streams.size(); ++i)
+            m_streams[i] = int(i);
+        std::sort(m_streams.begin(), m_streams.end(), [&](int a, int b) {
+            const auto &x = snapshot.streams[size_t(a)];
+            const auto &y = snapshot.streams[size_t(b)];
+            return x.storage != y.storage ? x.storage < y.storage : x.name < y.name;
+        });
+        for (size_t i = 0; i < snapshot.storages.size(); ++i) {
+            if (snapshot.storages[i].id != snapshot.rootId)
+                m_storages.push_back(int(i));
+        }
+        std::sort(m_storages.begin(), m_storages.end(), [&](int a, int b) {
+            const auto &x = snapshot.storages[size_t(a)];
+            const auto &y = snapshot.storages[size_t(b)];
+            return x.parent != y.parent ? x.parent < y.parent : x.name < y.name;
+        });
+    }
+
+    Range streamsOf(qint64 storage) const
+    {
+        const auto range = std::equal_range(m_streams.begin(), m_streams.end(), storage, ByKey<&StorageSnapshot::streams, &StorageSnapshot::Stream::storage> { m_snapshot });
+        return { m_streams.data() + (range.first - m_streams.begin()), m_streams.data() + (range.second - m_streams.begin()) };
+    }
+
+    Range storagesOf(qint64 parent) const
+    {
+        const auto range = std::equal_range(m_storages.begin(), m_storages.end(), parent, ByKey<&StorageSnapshot::storages, &StorageSnapshot::Storage::parent> { m_snapshot });
+        return { m_storages.data() + (range.first - m_storages.begin()), m_storages.data() + (range.second - m_storages.begin()) };
+    }
+
+private:
+    template<auto Rows, auto Key>
+    struct ByKey
+    {
+        const StorageSnapshot &snapshot;
+        bool operator()(int row, qint64 key) const { return (snapshot.*Rows)[size_t(row)].*Key < key; }
+        bool operator()(qint64 key, int row) const { return key < (snapshot.*Rows)[size_t(row)].*Key; }
+    };
+
+    const StorageSnapshot &m_snapshot;
+    std::vector<int> m_streams;
+    std::vector<int> m_storages;
+};
+
+// Receives the changes that turn the file's rows into the tree. Returning false stops the walk.
+class ChangeSink
+{
+public:
+    virtual ~ChangeSink() = default;
+    virtual bool insertStorage(qint64 parent, const QString &name, qint64 *id) = 0;
+    virtual bool insertStream(qint64 storage, const QString &name, const QByteArray &data) = 0;
+    virtual bool updateStream(qint64 id, const QByteArray &data) = 0;
+    virtual bool deleteStream(qint64 id) = 0;
+    // Deletes the storage row and its streams; its sub-storages have been deleted before.
+    virtual bool deleteStorage(qint64 id) = 0;
+};
+
+bool sameBytes(const QByteArray &a, const QByteArray &b)
+{
+    // Streams nobody rewrote still share their buffer with the snapshot.
+    return (a.constData() == b.constData() && a.size() == b.size()) || a == b;
+}
+
+class ChangeWalker
+{
+public:
+    ChangeWalker(const StorageSnapshot *snapshot, ChangeSink &sink) : m_snapshot(snapshot), m_sink(sink)
+    {
+        if (snapshot)
+            m_index.emplace(*snapshot);
+    }
+
+    // Walks node, stored as row id; inFile tells whether that row existed in the snapshot.
+    bool walk(const StorageNode &node, qint64 id, bool inFile)
+    {
+        SnapshotIndex::Range files = inFile ? m_index->streamsOf(id) : SnapshotIndex::Range();
+        auto live = node.streams.begin();
+        while (live != node.streams.end() || files.first != files.second) {
+            const StorageSnapshot::Stream *stored =
+                    files.first != files.second ? &m_snapshot->streams[size_t(*files.first)] : nullptr;
+            if (live == node.streams.end() || (stored && stored->name < live->first)) {
+                if (!m_sink.deleteStream(stored->id))
+                    return false;
+                ++files.first;
+            } else if (!stored || live->first < stored->name) {
+                if (!m_sink.insertStream(id, live->first, live->second))
+                    return false;
+                ++live;
+            } else {
+                if (!sameBytes(live->second, stored->data) && !m_sink.updateStream(stored->id, live->second))
+                    return false;
+                ++live;
+                ++files.first;
+            }
+        }
+
+        SnapshotIndex::Range storages = inFile ? m_index->storagesOf(id) : SnapshotIndex::Range();
+        auto child = node.children.begin();
+        while (child != node.children.end() || storages.first != storages.second) {
+            const StorageSnapshot::Storage *stored =
+                    storages.first != storages.second ? &m_snapshot->storages[size_t(*storages.first)] : nullptr;
+            if (child == node.children.end() || (stored && stored->name < child->first)) {
+                if (!removeStorage(stored->id))
+                    return false;
+                ++storages.first;
+            } else if (!stored || child->first < stored->name) {
+                qint64 childId = 0;
+                if (!m_sink.insertStorage(id, child->first, &childId) || !walk(*child->second, childId, false))
+                    return false;
+                ++child;
+            } else {
+                if (!walk(*child->second, stored->id, true))
+                    return false;
+                ++child;
+                ++storages.first;
+            }
+        }
+        return true;
+    }
+
+private:
+    bool removeStorage(qint64 id)
+    {
+        for (auto range = m_index->storagesOf(id); range.first != range.second; ++range.first) {
+            if (!removeStorage(m_snapshot->storages[size_t(*range.first)].id))
+                return false;
+        }
+        return m_sink.deleteStorage(id);
+    }
+
+    const StorageSnapshot *m_snapshot;
+    std::optional<SnapshotIndex> m_index;
+    ChangeSink &m_sink;
+};
+
+// Finds out whether there is any change at all, stopping at the first.
+class DifferenceProbe final : public ChangeSink
+{
+public:
+    bool insertStorage(qint64, const QString &, qint64 *) override { return found(); }
+    bool insertStream(qint64, const QString &, const QByteArray &) override { return found(); }
+    bool updateStream(qint64, const QByteArray &) override { return found(); }
+    bool deleteStream(qint64) override { return found(); }
+    bool deleteStorage(qint64) override { return found(); }
+
+    bool differs = false;
+
+private:
+    bool found()
+    {
+        differs = true;
+        return false;
+    }
+};
+
+// Writes the changes with prepared statements inside the caller's transaction.
+class RowWriter final : public ChangeSink
+{
+public:
+    explicit RowWriter(LxSqlite::Database &db) : m_db(db) { }
+
+    bool prepare()
+    {
+        return m_db.prepare(m_insertStorage, "INSERT INTO storage (parent, name) VALUES (?1, ?2)")
+                && m_db.prepare(m_insertStream, "INSERT INTO stream (storage, name, data) VALUES (?1, ?2, ?3)")
+                && m_db.prepare(m_updateStream, "UPDATE stream SET data = ?2 WHERE id = ?1")
+                && m_db.prepare(m_deleteStream, "DELETE FROM stream WHERE id = ?1")
+                && m_db.prepare(m_deleteStreamsOf, "DELETE FROM stream WHERE storage = ?1")
+                && m_db.prepare(m_deleteStorage, "DELETE FROM storage WHERE id = ?1");
+    }
+
+    bool insertRoot(qint64 *id)
+    {
+        if (!m_insertStorage.bindNull(1) || !m_insertStorage.bind(2, QString()) || !m_insertStorage.execute())
+            return false;
+        *id = m_db.lastInsertRowId();
+        return true;
+    }
+
+    bool insertStorage(qint64 parent, const QString &name, qint64 *id) override
+    {
+        if (!m_insertStorage.bind(1, parent) || !m_insertStorage.bind(2, name) || !m_insertStorage.execute())
+            return false;
+        *id = m_db.lastInsertRowId();
+        return true;
+    }
+
+    bool insertStream(qint64 storage, const QString &name, const QByteArray &data) override
+    {
+        return m_insertStream.bind(1, storage) && m_insertStream.bind(2, name) && m_insertStream.bind(3, data)
+                && m_insertStream.execute();
+    }
+
+    bool updateStream(qint64 id, const QByteArray &data) override
+    {
+        return m_updateStream.bind(1, id) && m_updateStream.bind(2, data) && m_updateStream.execute()
+                && expectOneChange();
+    }
+
+    bool deleteStream(qint64 id) override
+    {
+        return m_deleteStream.bind(1, id) && m_deleteStream.execute() && expectOneChange();
+    }
+
+    bool deleteStorage(qint64 id) override
+    {
+        return m_deleteStreamsOf.bind(1, id) && m_deleteStreamsOf.execute() && m_deleteStorage.bind(1, id)
+                && m_deleteStorage.execute() && expectOneChange();
+    }
+
+    // The rows of the snapshot are gone or were never there: the file is not what was read.
+    bool rowsMissing() const { return m_rowsMissing; }
+
+private:
+    bool expectOneChange()
+    {
+        if (m_db.changes() == 1)
+            return true;
+        m_rowsMissing = true;
+        return m_db.fail(SQLITE_CORRUPT, QStringLiteral("row missing"));
+    }
+
+    LxSqlite::Database &m_db;
+    LxSqlite::Statement m_insertStorage;
+    LxSqlite::Statement m_insertStream;
+    LxSqlite::Statement m_updateStream;
+    LxSqlite::Statement m_deleteStream;
+    LxSqlite::Statement m_deleteStreamsOf;
+    LxSqlite::Statement m_deleteStorage;
+    bool m_rowsMissing = false;
+};
+
+// Removes a file on destruction unless released: a half-written new file never stays.
+class TemporaryFileGuard
+{
+public:
+    explicit TemporaryFileGuard(const QByteArray &path) : m_path(path) { }
+    ~TemporaryFileGuard()
+    {
+        if (!m_path.isEmpty())
+            ::unlink(m_path.constData());
+    }
+    void release() { m_path.clear(); }
+
+private:
+    QByteArray m_path;
+};
+
+void syncDirectory(const QByteArray &directory)
+{
+    // Makes the rename durable. The new file is already in place whatever happens here, so
+    // a failure cannot be reported as a failed save.
+    const int fd = ::open(directory.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    ::fsync(fd);
+    ::close(fd);
+}
+
+} // namespace
+
+FileIdentity FileIdentity::of(const QString &path)
+{
+    FileIdentity identity;
+    struct stat status;
+    if (::stat(QFile::encodeName(path).constData(), &status) == 0) {
+        identity.exists = true;
+        identity.device = quint64(status.st_dev);
+        identity.inode = quint64(status.st_ino);
+    }
+    return identity;
+}
+
+StorageFileStatus StorageDatabase::fromSqlite(StorageFileStatus::Code fallback) const
+{
+    const LxSqlite::Error &error = m_db.lastError();
+    const QString detail = describe(error);
+    switch (error.code & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return { StorageFileStatus::Locked, detail };
+    case SQLITE_FULL:
+        return { StorageFileStatus::DiskFull, detail };
+    case SQLITE_CORRUPT:
+        return { StorageFileStatus::Damaged, detail };
+    case SQLITE_NOTADB:
+        return { StorageFileStatus::NotStorageFile, detail };
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+        return { StorageFileStatus::NoPermission, detail };
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+        if (error.systemErrno != 0) {
+            StorageFileStatus status = statusFromErrno(error.systemErrno, fallback);
+            status.detail = detail;
+            return status;
+        }
+        break;
+    default:
+        break;
+    }
+    return { fallback, detail };
+}
+
+StorageFileStatus StorageDatabase::open(const QString &path)
+{
+    m_path = path;
+    if (!m_db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(m_db))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+
+    qint64 applicationId = 0;
+    if (!m_db.queryInt64("PRAGMA application_id", &applicationId))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    if (applicationId != kApplicationId)
+        return { StorageFileStatus::NotStorageFile, QStringLiteral("application id %1").arg(applicationId) };
+    qint64 version = 0;
+    if (!m_db.queryInt64("PRAGMA user_version", &version))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    if (version != kFormatVersion) {
+        StorageFileStatus status(StorageFileStatus::UnsupportedVersion);
+        status.version = version;
+        return status;
+    }
+
+    // Statistics tables appear when someone runs ANALYZE in the sqlite3 shell; they are harmless.
+    LxSqlite::Statement schema;
+    if (!m_db.prepare(schema, "SELECT type, name, tbl_name, sql FROM sqlite_schema"
+                              " WHERE NOT (type = 'table' AND name GLOB 'sqlite_stat[1-4]')"
+                              " ORDER BY type, name"))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    for (const SchemaEntry &expected : kSchema) {
+        const LxSqlite::Statement::Step step = schema.step();
+        if (step == LxSqlite::Statement::Step::Failed)
+            return fromSqlite(StorageFileStatus::ReadFailed);
+        const bool matches = step == LxSqlite::Statement::Step::Row
+                && schema.columnText(0) == QLatin1String(expected.type)
+                && schema.columnText(1) == QLatin1String(expected.name)
+                && schema.columnText(2) == QLatin1String(expected.table)
+                && (expected.sql ? schema.columnText(3) == QLatin1String(expected.sql)
+                                 : schema.columnType(3) == SQLITE_NULL);
+        if (!matches)
+            return { StorageFileStatus::NotStorageFile, QStringLiteral("unexpected schema") };
+    }
+    const LxSqlite::Statement::Step last = schema.step();
+    if (last == LxSqlite::Statement::Step::Failed)
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    if (last != LxSqlite::Statement::Step::Done)
+        return { StorageFileStatus::NotStorageFile, QStringLiteral("unexpected schema") };
+    return {};
+}
+
+StorageFileStatus StorageDatabase::readRevision(qint64 *revision)
+{
+    LxSqlite::Statement statement;
+    if (!m_db.prepare(statement, "SELECT number FROM revision"))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    LxSqlite::Statement::Step step = statement.step();
+    if (step == LxSqlite::Statement::Step::Failed)
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    if (step != LxSqlite::Statement::Step::Row || statement.columnType(0) != SQLITE_INTEGER)
+        return { StorageFileStatus::Damaged, QStringLiteral("no revision") };
+    *revision = statement.columnInt64(0);
+    step = statement.step();
+    if (step == LxSqlite::Statement::Step::Failed)
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    if (step != LxSqlite::Statement::Step::Done)
+        return { StorageFileStatus::Damaged, QStringLiteral("more than one revision") };
+    return {};
+}
+
+StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snapshot)
+{
+    Q_ASSERT(root.isEmpty());
+    using Step = LxSqlite::Statement::Step;
+    LxSqlite::Transaction transaction(m_db);
+    if (!transaction.begin(LxSqlite::Transaction::Mode::Deferred))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    StorageFileStatus status = readRevision(&snapshot->revision);
+    if (!status.isOk())
+        return status;
+
+    // Storage rows first: streams can only be placed once every storage exists.
+    struct Row
+    {
+        qint64 parent;
+        StorageNodePtr node;
+    };
+    std::vector<Row> rows;
+    QHash<qint64, StorageNode *> byId;
+    bool haveRoot = false;
+    LxSqlite::Statement storages;
+    if (!m_db.prepare(storages, "SELECT id, parent, name FROM storage"))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    Step step;
+    while ((step = storages.step()) == Step::Row) {
+        const int parentType = storages.columnType(1);
+        if (storages.columnType(0) != SQLITE_INTEGER || storages.columnType(2) != SQLITE_TEXT
+                || (parentType != SQLITE_INTEGER && parentType != SQLITE_NULL))
+            return { StorageFileStatus::Damaged, QStringLiteral("storage row of wrong types") };
+        const qint64 id = storages.columnInt64(0);
+        const QString name = storages.columnText(2);
+        if (byId.contains(id))
+            return { StorageFileStatus::Damaged, QStringLiteral("storage %1 twice").arg(id) };
+        if (parentType == SQLITE_NULL) {
+            if (haveRoot)
+                return { StorageFileStatus::Damaged, QStringLiteral("two root storages") };
+            haveRoot = true;
+            snapshot->rootId = id;
+            byId.insert(id, &root);
+        } else {
+            rows.push_back({ storages.columnInt64(1), std::make_shared<StorageNode>(name, nullptr, 0) });
+            byId.insert(id, rows.back().node.get());
+        }
+        snapshot->storages.push_back({ id, parentType == SQLITE_NULL ? 0 : storages.columnInt64(1), name });
+    }
+    if (step == Step::Failed)
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    if (!haveRoot)
+        return { StorageFileStatus::Damaged, QStringLiteral("no root storage") };
+
+    // Children hold their nodes; on failure the links go first so that no cycle of a damaged
+    // file keeps nodes alive and no long chain is torn down recursively.
+    struct Unlink
+    {
+        std::vector<Row> &rows;
+        StorageNode &root;
+        bool armed = true;
+        ~Unlink()
+        {
+            if (!armed)
+                return;
+            for (Row &row : rows)
+                row.node->children.clear();
+            root.children.clear();
+            root.streams.clear();
+        }
+    } unlink { rows, root };
+
+    for (Row &row : rows) {
+        StorageNode *parent = byId.value(row.parent);
+        if (!parent)
+            return { StorageFileStatus::Damaged, QStringLiteral("storage without parent") };
+        if (!parent->children.emplace(row.node->name, row.node).second)
+            return { StorageFileStatus::Damaged, QStringLiteral("two storages of one name") };
+        row.node->parent = parent;
+    }
+    // Depths, and whether every storage hangs below the root (no cycles, no islands).
+    std::vector<StorageNode *> pending { &root };
+    size_t reached = 0;
+    while (!pending.empty()) {
+        StorageNode *node = pending.back();
+        pending.pop_back();
+        for (auto &child : node->children) {
+            child.second->depth = node->depth + 1;
+            if (child.second->depth > LxFileSystemLimits::kMaxDepth)
+                return { StorageFileStatus::Damaged, QStringLiteral("storages nested too deeply") };
+            pending.push_back(child.second.get());
+            ++reached;
+        }
+    }
+    if (reached != rows.size())
+        return { StorageFileStatus::Damaged, QStringLiteral("storages outside the tree") };
+
+    LxSqlite::Statement streams;
+    if (!m_db.prepare(streams, "SELECT id, storage, name, data FROM stream"))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    qint64 currentId = 0;
+    StorageNode *current = nullptr;
+    while ((step = streams.step()) == Step::Row) {
+        if (streams.columnType(0) != SQLITE_INTEGER || streams.columnType(1) != SQLITE_INTEGER
+                || streams.columnType(2) != SQLITE_TEXT || streams.columnType(3) != SQLITE_BLOB)
+            return { StorageFileStatus::Damaged, QStringLiteral("stream row of wrong types") };
+        const qint64 storageId = streams.columnInt64(1);
+        if (!current || storageId != currentId) {
+            current = byId.value(storageId);
+            currentId = storageId;
+            if (!current)
+                return { StorageFileStatus::Damaged, QStringLiteral("stream without storage") };
+        }
+        QString name = streams.columnText(2);
+        QByteArray data = streams.columnBlob(3);
+        const size_t before = current->streams.size();
+        current->streams.emplace_hint(current->streams.end(), name, data);
+        if (current->streams.size() == before)
+            return { StorageFileStatus::Damaged, QStringLiteral("two streams of one name") };
+        snapshot->streams.push_back({ streams.columnInt64(0), storageId, std::move(name), std::move(data) });
+    }
+    if (step == Step::Failed)
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    if (!transaction.commit())
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    unlink.armed = false;
+    return {};
+}
+
+StorageFileStatus StorageDatabase::commit(const StorageNode &root, const StorageSnapshot *snapshot,
+                                          qint64 revision, const FileIdentity &identity)
+{
+    const QByteArray encodedPath = QFile::encodeName(m_path);
+    if (::access(encodedPath.constData(), W_OK) != 0) {
+        if (errno == ENOENT)
+            return { StorageFileStatus::Changed, QStringLiteral("file removed") };
+        StorageFileStatus status = statusFromErrno(errno, StorageFileStatus::WriteFailed);
+        if (status.code == StorageFileStatus::NoPermission)
+            status.code = StorageFileStatus::ReadOnly;
+        return status;
+    }
+    LxSqlite::Transaction transaction(m_db);
+    if (!transaction.begin(LxSqlite::Transaction::Mode::Immediate))
+        return fromSqlite(StorageFileStatus::WriteFailed);
+    if (FileIdentity::of(m_path) != identity)
+        return { StorageFileStatus::Changed, QStringLiteral("file replaced") };
+    qint64 current = 0;
+    StorageFileStatus status = readRevision(&current);
+    if (!status.isOk())
+        return status;
+    if (current != revision)
+        return { StorageFileStatus::Changed, QStringLiteral("revision %1, expected %2").arg(current).arg(revision) };
+
+    RowWriter writer(m_db);
+    if (!writer.prepare())
+        return fromSqlite(StorageFileStatus::WriteFailed);
+    bool written;
+    if (snapshot) {
+        written = ChangeWalker(snapshot, writer).walk(root, snapshot->rootId, true);
+    } else {
+        qint64 rootId = 0;
+        written = m_db.exec("DELETE FROM stream; DELETE FROM storage") && writer.insertRoot(&rootId)
+                && ChangeWalker(nullptr, writer).walk(root, rootId, false);
+    }
+    if (written)
+        written = m_db.exec("UPDATE revision SET number = number + 1");
+    if (!written) {
+        if (writer.rowsMissing())
+            return { StorageFileStatus::Changed, QStringLiteral("rows missing") };
+        return fromSqlite(StorageFileStatus::WriteFailed);
+    }
+    if (!transaction.commit())
+        return fromSqlite(StorageFileStatus::WriteFailed);
+    return {};
+}
+
+void StorageDatabase::close()
+{
+    // Nothing is pending once a session ends, so closing cannot lose data.
+    if (!m_db.close())
+        qWarning("LxFileSystem: closing %s: %s", qPrintable(m_path), qPrintable(m_db.lastError().message));
+}
+
+StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const StorageNode &root, bool replace)
+{
+    const QFileInfo info(path);
+    const QByteArray target = QFile::encodeName(info.absoluteFilePath());
+    const QByteArray directory = QFile::encodeName(info.absolutePath());
+    // Next to the target, so that the final rename stays within one file system.
+    QByteArray temporary;
+    for (int attempt = 0; temporary.isEmpty(); ++attempt) {
+        const QByteArray candidate = directory + "/." + QFile::encodeName(info.fileName()) + '.'
+                + QByteArray::number(QRandomGenerator::global()->generate(), 16) + ".tmp";
+        const int fd = ::open(candidate.constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0) {
+            ::close(fd);
+            temporary = candidate;
+        } else if (errno != EEXIST || attempt == 100) {
+            return statusFromErrno(errno, StorageFileStatus::WriteFailed);
+        }
+    }
+    TemporaryFileGuard guard(temporary);
+
+    StorageDatabase file;
+    file.m_path = QFile::decodeName(temporary);
+    LxSqlite::Database &db = file.m_db;
+    if (!db.open(file.m_path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(db))
+        return file.fromSqlite(StorageFileStatus::WriteFailed);
+    // No journal: until the rename the file is nobody's, and a failed write discards it.
+    const QByteArray setup = QByteArrayLiteral("PRAGMA page_size = ") + QByteArray::number(kPageSize)
+            + "; PRAGMA encoding = 'UTF-16le'; PRAGMA journal_mode = OFF; PRAGMA application_id = "
+            + QByteArray::number(kApplicationId) + "; PRAGMA user_version = " + QByteArray::number(kFormatVersion);
+    if (!db.exec(setup.constData()))
+        return file.fromSqlite(StorageFileStatus::WriteFailed);
+    {
+        LxSqlite::Transaction transaction(db);
+        RowWriter writer(db);
+        qint64 rootId = 0;
+        const bool written = transaction.begin(LxSqlite::Transaction::Mode::Immediate) && db.exec(kStorageTable)
+                && db.exec(kStreamTable) && db.exec(kRevisionTable)
+                && db.exec("INSERT INTO revision (number) VALUES (1)") && writer.prepare()
+                && writer.insertRoot(&rootId) && ChangeWalker(nullptr, writer).walk(root, rootId, false)
+                && transaction.commit();
+        if (!written)
+            return file.fromSqlite(StorageFileStatus::WriteFailed);
+    }
+    if (!db.close())
+        return file.fromSqlite(StorageFileStatus::WriteFailed);
+
+    struct stat existing;
+    if (replace && ::stat(target.constData(), &existing) == 0)
+        ::chmod(temporary.constData(), existing.st_mode & 07777); // keep the replaced file's permissions
+    // A journal left behind by a crashed session of a vanished file would be taken as this
+    // new file's and "roll it back" into garbage.
+    const QByteArray staleJournal = target + "-journal";
+    if (::unlink(staleJournal.constData()) != 0 && errno != ENOENT)
+        return statusFromErrno(errno, StorageFileStatus::WriteFailed);
+    int renamed = -1;
+    if (!replace) {
+#ifdef RENAME_NOREPLACE
+        renamed = ::renameat2(AT_FDCWD, temporary.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE);
+        if (renamed != 0 && errno == EEXIST)
+            return { StorageFileStatus::Changed, QStringLiteral("file created meanwhile") };
+        if (renamed != 0 && errno != EINVAL && errno != ENOSYS)
+            return statusFromErrno(errno, StorageFileStatus::WriteFailed);
+#endif
+    }
+    if (renamed != 0 && ::rename(temporary.constData(), target.constData()) != 0)
+        return statusFromErrno(errno, StorageFileStatus::WriteFailed);
+    guard.release();
+    syncDirectory(directory);
+    return {};
+}
+
+bool treeDiffers(const StorageNode &root, const StorageSnapshot &snapshot)
+{
+    DifferenceProbe probe;
+    ChangeWalker(&snapshot, probe).walk(root, snapshot.rootId, true);
+    return probe.differs;
+}
