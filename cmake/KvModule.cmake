@@ -27,6 +27,8 @@ function(kv_add_module name)
         EXPORT_NAME ${name}
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
+        # Installed modules find each other beside themselves, wherever the prefix is.
+        INSTALL_RPATH "$ORIGIN"
         AUTOMOC ON
         AUTOUIC ON
         AUTORCC ON)
