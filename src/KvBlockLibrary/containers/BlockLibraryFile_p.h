@@ -1,0 +1,10 @@
+#pragma once
+
+#include "BlockLibraryContainer_p.h"
+
+class BlockLibraryFilePrivate : public BlockLibraryContainerPrivate
+{
+public:
+    QString filePath;
+    QString errorString;
+};

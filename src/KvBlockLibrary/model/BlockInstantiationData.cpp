@@ -1,0 +1,208 @@
+#include "BlockInstantiationData.h"
+
+#include "TypedIni_p.h"
+
+#include <LxFileSystem/FileStorageView.h>
+#include <LxUtilities/StreamType.h>
+
+#include <QtCore/QHash>
+#include <QtCore/QRegularExpression>
+
+namespace {
+
+struct PropertyKey
+{
+    unsigned int family;
+    QString parameter;
+    int property;
+    bool operator==(const PropertyKey &other) const
+    {
+        return family == other.family && property == other.property && parameter == other.parameter;
+    }
+};
+
+size_t qHash(const PropertyKey &key, size_t seed = 0)
+{
+    return qHashMulti(seed, key.family, key.parameter, key.property);
+}
+
+using BinaryKey = QPair<unsigned int, unsigned int>;
+
+} // namespace
+
+class BlockInstantiationDataPrivate
+{
+public:
+    QList<unsigned int> binaryNumbers;
+    QHash<BinaryKey, QByteArray> binaries;
+    QList<QPair<QString, int>> propertyKeys;
+    QHash<PropertyKey, QString> propertyValues;
+};
+
+BlockInstantiationData::BlockInstantiationData()
+    : d(new BlockInstantiationDataPrivate)
+{
+}
+
+BlockInstantiationData::~BlockInstantiationData()
+{
+    delete d;
+}
+
+void BlockInstantiationData::setFamilyKsbBinary(unsigned int family, unsigned int number, const QByteArray &binary)
+{
+    d->binaries.insert(BinaryKey(family, number), binary);
+    if (!d->binaryNumbers.contains(number))
+        d->binaryNumbers.append(number);
+}
+
+void BlockInstantiationData::setGeneralKsbBinary(unsigned int number, const QByteArray &binary)
+{
+    setFamilyKsbBinary(GeneralFamily, number, binary);
+}
+
+QList<unsigned int> BlockInstantiationData::ksbBinaries(unsigned int family)
+{
+    QList<unsigned int> numbers;
+    for (unsigned int number : std::as_const(d->binaryNumbers)) {
+        if (d->binaries.contains(BinaryKey(family, number)) || d->binaries.contains(BinaryKey(GeneralFamily, number)))
+            numbers.append(number);
+    }
+    return numbers;
+}
+
+QByteArray BlockInstantiationData::ksbBinary(unsigned int family, unsigned int number)
+{
+    auto it = d->binaries.constFind(BinaryKey(family, number));
+    if (it != d->binaries.cend())
+        return *it;
+    return d->binaries.value(BinaryKey(GeneralFamily, number));
+}
+
+void BlockInstantiationData::setFamilyParameterProperty(unsigned int family, QString parameter, int property,
+                                                        QString value)
+{
+    d->propertyValues.insert(PropertyKey{family, parameter, property}, value);
+    const QPair<QString, int> key(parameter, property);
+    if (!d->propertyKeys.contains(key))
+        d->propertyKeys.append(key);
+}
+
+void BlockInstantiationData::setGeneralParameterProperty(QString parameter, int property, QString value)
+{
+    setFamilyParameterProperty(GeneralFamily, parameter, property, value);
+}
+
+QList<QString> BlockInstantiationData::targetParameter(unsigned int family)
+{
+    QList<QString> parameters;
+    for (const auto &[parameter, property] : std::as_const(d->propertyKeys)) {
+        if (parameters.contains(parameter))
+            continue;
+        if (d->propertyValues.contains(PropertyKey{family, parameter, property})
+            || d->propertyValues.contains(PropertyKey{GeneralFamily, parameter, property})) {
+            parameters.append(parameter);
+        }
+    }
+    return parameters;
+}
+
+QList<int> BlockInstantiationData::targetParameterPropertyNumbers(unsigned int family, const QString &parameter)
+{
+    QList<int> familyNumbers;
+    QList<int> generalNumbers;
+    for (auto it = d->propertyValues.cbegin(); it != d->propertyValues.cend(); ++it) {
+        if (it.key().parameter != parameter)
+            continue;
+        if (it.key().family == family && !familyNumbers.contains(it.key().property))
+            familyNumbers.append(it.key().property);
+        else if (it.key().family == GeneralFamily && !generalNumbers.contains(it.key().property))
+            generalNumbers.append(it.key().property);
+    }
+    for (int number : std::as_const(generalNumbers)) {
+        if (!familyNumbers.contains(number))
+            familyNumbers.append(number);
+    }
+    return familyNumbers;
+}
+
+QString BlockInstantiationData::targetParameterPropertyValue(unsigned int family, QString const &parameter,
+                                                             int property)
+{
+    auto it = d->propertyValues.constFind(PropertyKey{family, parameter, property});
+    if (it != d->propertyValues.cend())
+        return *it;
+    return d->propertyValues.value(PropertyKey{GeneralFamily, parameter, property});
+}
+
+void BlockInstantiationData::loadKsbBinaries(FileStorageView *versionStorage)
+{
+    if (!hasStorage(versionStorage, QStringLiteral("KsbBinaries")))
+        return;
+    FileStorageView *binaries = versionStorage->storage(QStringLiteral("KsbBinaries"));
+    static const QRegularExpression numberPattern(QStringLiteral("^(\\d+)$"));
+    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)\\.bin$"));
+    const QStringList numbers = binaries->storageNames();
+    for (const QString &name : numbers) {
+        if (!numberPattern.match(name).hasMatch())
+            continue;
+        bool ok = false;
+        const unsigned int number = name.toUInt(&ok);
+        if (!ok)
+            continue;
+        FileStorageView *numberStorage = binaries->storage(name);
+        const QStringList streams = numberStorage->streamNames();
+        for (const QString &stream : streams) {
+            const QRegularExpressionMatch match = familyPattern.match(stream);
+            if (match.hasMatch()) {
+                const unsigned int family = match.captured(1).toUInt(&ok);
+                if (ok)
+                    setFamilyKsbBinary(family, number, numberStorage->readStream(stream));
+            } else if (stream == QLatin1String("General.bin")) {
+                setGeneralKsbBinary(number, numberStorage->readStream(stream));
+            }
+        }
+    }
+}
+
+void BlockInstantiationData::loadParameterValues(FileStorageView *versionStorage)
+{
+    if (!hasStorage(versionStorage, QStringLiteral("ParameterValues")))
+        return;
+    FileStorageView *values = versionStorage->storage(QStringLiteral("ParameterValues"));
+    if (!hasStream(values, QStringLiteral("order.txt")))
+        return;
+    const QByteArray order = values->readStream(QStringLiteral("order.txt"));
+    StreamType orderType;
+    orderType.setStreamData(order);
+    if (!orderType.contains(QStringLiteral("order")) || orderType.version(QStringLiteral("order")) != 0)
+        return;
+
+    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)$"));
+    const QList<QByteArray> lines = order.split('\n');
+    for (const QByteArray &rawLine : lines) {
+        const QByteArray line = rawLine.trimmed();
+        if (line.isEmpty() || line.startsWith(';'))
+            continue;
+        const QString streamName = QString::fromLatin1(line);
+        const QString parameter = streamName.section(QLatin1Char('.'), 0, 0);
+        TypedIniReader reader;
+        if (!reader.open(values, streamName, QStringLiteral("parametervalue")))
+            continue;
+        const QList<QByteArray> sections = reader.sectionNames();
+        for (const QByteArray &section : sections) {
+            if (!reader.contains(section, "Value"))
+                continue;
+            const QString value = reader.decode(reader.rawValue(section, "Value"));
+            const QRegularExpressionMatch match = familyPattern.match(QString::fromLatin1(section));
+            if (match.hasMatch()) {
+                bool ok = false;
+                const unsigned int family = match.captured(1).toUInt(&ok);
+                if (ok)
+                    setFamilyParameterProperty(family, parameter, 109, value);
+            } else if (section == "General") {
+                setGeneralParameterProperty(parameter, 109, value);
+            }
+        }
+    }
+}

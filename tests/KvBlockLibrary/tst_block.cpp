@@ -1,0 +1,484 @@
+#include <KvBlockLibrary/Block.h>
+#include <KvBlockLibrary/BlockDefinition.h>
+#include <KvBlockLibrary/CrcFileStorageView.h>
+#include <LxFileSystem/FileView.h>
+
+#include "DialogAnswerer.h"
+
+#include <QtCore/QPointer>
+#include <QtCore/QUuid>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+#include <memory>
+
+namespace {
+
+// A block storage with a hand-written "Info.ini".
+void writeInfo(FileStorageView *storage, const QByteArray &info)
+{
+    storage->writeStream(QStringLiteral("Info.ini"), info);
+}
+
+const QByteArray Bom("\xEF\xBB\xBF");
+
+} // namespace
+
+class tst_Block : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void creation();
+    void propertySignals();
+    void createDefinitionNumbers();
+    void deleteDefinition();
+    void clearEmitsNothing();
+    void createDefinitionClone_data();
+    void createDefinitionClone();
+    void cloneFrom();
+    void cloneUserBlock();
+    void instancesAndDeletion();
+
+    void infoBytes_data();
+    void infoBytes();
+    void loadInfo();
+    void invisibleFamiliesAreLostOnSave();
+    void loadVersionStorages();
+    void loadRejects_data();
+    void loadRejects();
+
+    void contentsRoundTrip();
+    void loadContentsRejects_data();
+    void loadContentsRejects();
+};
+
+void tst_Block::creation()
+{
+    QVERIFY(!Block::createBlock(QStringLiteral("Foo")));
+    QVERIFY(!Block::createBlock(QString()));
+    std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("StandardBlock_7")));
+    QCOMPARE(block->identifier(), QStringLiteral("StandardBlock_7"));
+    QVERIFY(block->versions().isEmpty());
+    QCOMPARE(block->name().textLanguages(), QList<int>{1});
+    QCOMPARE(block->name().text(1), QString());
+    QVERIFY(!block->ownerLibrary());
+    QVERIFY(!block->isFallbackBlock());
+    block->setFallbackBlock();
+    QVERIFY(block->isFallbackBlock());
+
+    std::unique_ptr<Block> user(Block::createUserBlock());
+    std::unique_ptr<Block> other(Block::createUserBlock());
+    QCOMPARE(user->identifier().size(), 38);
+    QVERIFY(!QUuid(user->identifier()).isNull());
+    QVERIFY(user->identifier() != other->identifier());
+}
+
+void tst_Block::propertySignals()
+{
+    std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("RootBlock")));
+    QSignalSpy changed(block.get(), &Block::changed);
+    QSignalSpy group(block.get(), &Block::groupChanged);
+
+    block->setShortName(QStringLiteral("R"));
+    block->setName(Text(2, QStringLiteral("Root")));
+    QCOMPARE(changed.count(), 0);
+    QCOMPARE(group.count(), 0);
+    QCOMPARE(block->shortName(), QStringLiteral("R"));
+    QCOMPARE(block->name().text(2), QStringLiteral("Root"));
+
+    block->setGroupPath(QStringLiteral("A/B"));
+    block->setGroupPath(QStringLiteral("A/B"));
+    QCOMPARE(group.count(), 2);
+    QCOMPARE(changed.count(), 0);
+    QCOMPARE(block->groupPath(), QStringLiteral("A/B"));
+}
+
+void tst_Block::createDefinitionNumbers()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    QSignalSpy changed(block.get(), &Block::changed);
+    QCOMPARE(block->createDefinition()->version(), 0u);
+    QCOMPARE(block->createDefinition(3)->version(), 3u);
+    BlockDefinition *next = block->createDefinition();
+    QCOMPARE(next->version(), 4u);
+    QCOMPARE(next->parent(), block.get());
+    QCOMPARE(block->versions(), (QList<unsigned int>{0, 3, 4}));
+    QCOMPARE(block->blockDefinition(3)->version(), 3u);
+    QVERIFY(!block->blockDefinition(1));
+    QCOMPARE(changed.count(), 3);
+
+    // A change inside a version reaches the block.
+    next->setDescriptionText("x");
+    QCOMPARE(changed.count(), 4);
+}
+
+void tst_Block::deleteDefinition()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    QPointer<BlockDefinition> first = block->createDefinition();
+    block->createDefinition();
+    QSignalSpy changed(block.get(), &Block::changed);
+
+    block->deleteDefinition(7);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(block->versions(), (QList<unsigned int>{0, 1}));
+
+    block->deleteDefinition(0);
+    QCOMPARE(changed.count(), 2);
+    QVERIFY(first.isNull());
+    QCOMPARE(block->versions(), QList<unsigned int>{1});
+}
+
+void tst_Block::clearEmitsNothing()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    QPointer<BlockDefinition> a = block->createDefinition();
+    QPointer<BlockDefinition> b = block->createDefinition();
+    QSignalSpy changed(block.get(), &Block::changed);
+    block->clear();
+    QCOMPARE(changed.count(), 0);
+    QVERIFY(a.isNull() && b.isNull());
+    QVERIFY(block->versions().isEmpty());
+    QCOMPARE(block->createDefinition()->version(), 0u);
+}
+
+void tst_Block::createDefinitionClone_data()
+{
+    QTest::addColumn<uint>("source");
+    QTest::addColumn<int>("answer"); // 0: no dialog expected
+    QTest::addColumn<bool>("created");
+
+    QTest::newRow("highest-asks-nothing") << 3u << 0 << true;
+    QTest::newRow("lower-ok") << 0u << int(QDialogButtonBox::Ok) << true;
+    QTest::newRow("lower-cancel") << 0u << int(QDialogButtonBox::Cancel) << false;
+    QTest::newRow("missing-ok") << 1u << int(QDialogButtonBox::Ok) << false;
+}
+
+void tst_Block::createDefinitionClone()
+{
+    QFETCH(uint, source);
+    QFETCH(int, answer);
+    QFETCH(bool, created);
+
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    block->createDefinition(0)->setDescriptionText("version zero");
+    block->createDefinition(3)->setDescriptionText("version three");
+    QSignalSpy changed(block.get(), &Block::changed);
+
+    std::unique_ptr<DialogAnswerer> answerer;
+    if (answer)
+        answerer = DialogAnswerer::press(QDialogButtonBox::StandardButton(answer));
+    BlockDefinition *copy = block->createDefinitionClone(source);
+
+    if (answerer) {
+        QVERIFY(answerer->answered());
+        QCOMPARE(answerer->title(), QStringLiteral("Bausteinversion erstellen"));
+        QCOMPARE(answerer->text(), QStringLiteral("Es wird nicht die höchste Version in eine neue Version dupliziert."));
+    }
+    QCOMPARE(copy != nullptr, created);
+    if (created) {
+        QCOMPARE(copy->version(), 4u);
+        QCOMPARE(copy->descriptionText(), block->blockDefinition(source)->descriptionText());
+        QCOMPARE(block->versions(), (QList<unsigned int>{0, 3, 4}));
+        QVERIFY(changed.count() >= 1);
+    } else {
+        QCOMPARE(block->versions(), (QList<unsigned int>{0, 3}));
+        QCOMPARE(changed.count(), 0);
+    }
+    QVERIFY(!QApplication::activeModalWidget());
+}
+
+void tst_Block::cloneFrom()
+{
+    std::unique_ptr<Block> source(Block::createUserBlock());
+    Text name(1, QStringLiteral("Regler"));
+    name.setText(2, QStringLiteral("Controller"));
+    source->setName(name);
+    source->setShortName(QStringLiteral("PID"));
+    source->setGroupPath(QStringLiteral("Control"));
+    source->createDefinition(0)->setDescriptionText("zero");
+    source->createDefinition(2)->setDescriptionText("two");
+
+    std::unique_ptr<Block> target(Block::createBlock(QStringLiteral("StandardBlock_3")));
+    target->setGroupPath(QStringLiteral("Mine"));
+    target->createDefinition(5);
+    QSignalSpy changed(target.get(), &Block::changed);
+    target->cloneFrom(source.get());
+
+    QCOMPARE(changed.count(), 2);
+    QCOMPARE(target->versions(), (QList<unsigned int>{0, 2}));
+    QCOMPARE(target->blockDefinition(2)->descriptionText(), QByteArray("two"));
+    QCOMPARE(target->blockDefinition(2)->version(), 2u);
+    QCOMPARE(target->name(), name);
+    QCOMPARE(target->shortName(), QStringLiteral("PID"));
+    QCOMPARE(target->identifier(), QStringLiteral("StandardBlock_3"));
+    QCOMPARE(target->groupPath(), QStringLiteral("Mine"));
+    // The copies are independent of the source.
+    source->blockDefinition(2)->setDescriptionText("changed");
+    QCOMPARE(target->blockDefinition(2)->descriptionText(), QByteArray("two"));
+}
+
+void tst_Block::cloneUserBlock()
+{
+    std::unique_ptr<Block> source(Block::createUserBlock());
+    source->setGroupPath(QStringLiteral("A/B"));
+    source->setShortName(QStringLiteral("S"));
+    source->createDefinition();
+    std::unique_ptr<Block> copy(Block::cloneUserBlock(source.get()));
+    QVERIFY(copy->identifier() != source->identifier());
+    QVERIFY(copy->isUserBlock());
+    QCOMPARE(copy->groupPath(), QString());
+    QCOMPARE(copy->shortName(), QStringLiteral("S"));
+    QCOMPARE(copy->versions(), QList<unsigned int>{0});
+}
+
+void tst_Block::instancesAndDeletion()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    QVERIFY(block->allowDelete());
+    QCOMPARE(block->instanceCount(), 0u);
+    BlockDefinition *a = block->createDefinition();
+    BlockDefinition *b = block->createDefinition();
+    QObject user1, user2;
+    a->registerInstance(&user1);
+    a->registerInstance(&user1);
+    b->registerInstance(&user1);
+    b->registerInstance(&user2);
+    QCOMPARE(block->instanceCount(), 3u);
+    b->unregisterInstance(&user2);
+    QCOMPARE(block->instanceCount(), 2u);
+
+    std::unique_ptr<Block> standard(Block::createBlock(QStringLiteral("StandardBlock_1")));
+    QVERIFY(standard->allowDelete());
+    standard->createDefinition();
+    QVERIFY(!standard->allowDelete());
+}
+
+void tst_Block::infoBytes_data()
+{
+    QTest::addColumn<QString>("shortName");
+    QTest::addColumn<QString>("groupPath");
+    QTest::addColumn<Text>("name");
+    QTest::addColumn<QByteArray>("expected");
+
+    Text bilingual(1, QStringLiteral("Größe"));
+    bilingual.setText(2, QStringLiteral("Size"));
+    QTest::newRow("umlauts-two-languages")
+        << QStringLiteral("Pö") << QStringLiteral("Regler/Öl") << bilingual
+        << Bom + "\r\n;type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nShortName=P\xC3\xB6\r\n"
+                 "GroupPath=Regler/\xC3\x96l\r\n\r\n[Names]\r\n1=Gr\xC3\xB6\xC3\x9F" "e\r\n2=Size\r\n";
+    QTest::newRow("empty-fields") << QString() << QString() << Text(1, QString())
+                                  << Bom + "\r\n;type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nShortName=\r\n"
+                                           "GroupPath=\r\n\r\n[Names]\r\n1=\r\n";
+    QTest::newRow("no-languages") << QStringLiteral("S") << QStringLiteral("G") << Text()
+                                  << Bom + "\r\n;type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nShortName=S\r\n"
+                                           "GroupPath=G\r\n\r\n[Names]\r\n";
+}
+
+void tst_Block::infoBytes()
+{
+    QFETCH(QString, shortName);
+    QFETCH(QString, groupPath);
+    QFETCH(Text, name);
+    QFETCH(QByteArray, expected);
+
+    std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("SystemBlock_1")));
+    block->setShortName(shortName);
+    block->setGroupPath(groupPath);
+    block->setName(name);
+    CrcFileStorageView storage(nullptr);
+    block->save(&storage);
+    QCOMPARE(storage.readStream(QStringLiteral("Info.ini")), expected);
+
+    // And back.
+    std::unique_ptr<Block> loaded(Block::createBlock(QStringLiteral("SystemBlock_1")));
+    QVERIFY(loaded->load(&storage));
+    QCOMPARE(loaded->shortName(), shortName);
+    QCOMPARE(loaded->groupPath(), groupPath);
+    if (!name.textLanguages().isEmpty())
+        QCOMPARE(loaded->name(), name);
+    else
+        QVERIFY(loaded->name().textLanguages().isEmpty());
+}
+
+void tst_Block::loadInfo()
+{
+    CrcFileStorageView storage(nullptr);
+    // No byte-order mark: the block reader takes UTF-8 all the same.
+    writeInfo(&storage, ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nGroupPath=\r\nShortName=\xC3\xA4\r\n"
+                        "\r\n[Names]\r\nx=skipped\r\n3=Drei\r\n");
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    block->setGroupPath(QStringLiteral("before"));
+    QSignalSpy group(block.get(), &Block::groupChanged);
+    QVERIFY(block->load(&storage));
+    QCOMPARE(group.count(), 1);
+    QCOMPARE(block->groupPath(), QString());
+    QCOMPARE(block->shortName(), QStringLiteral("ä"));
+    QCOMPARE(block->name().textLanguages(), QList<int>{3});
+    QCOMPARE(block->name().text(3), QStringLiteral("Drei"));
+
+    // Absent keys and sections leave the fields as they were.
+    CrcFileStorageView sparse(nullptr);
+    writeInfo(&sparse, ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n");
+    std::unique_ptr<Block> kept(Block::createUserBlock());
+    kept->setShortName(QStringLiteral("keep"));
+    kept->setGroupPath(QStringLiteral("G"));
+    kept->setName(Text(2, QStringLiteral("N")));
+    QSignalSpy keptGroup(kept.get(), &Block::groupChanged);
+    QVERIFY(kept->load(&sparse));
+    QCOMPARE(keptGroup.count(), 0);
+    QCOMPARE(kept->shortName(), QStringLiteral("keep"));
+    QCOMPARE(kept->groupPath(), QStringLiteral("G"));
+    QCOMPARE(kept->name(), Text(2, QStringLiteral("N")));
+}
+
+void tst_Block::invisibleFamiliesAreLostOnSave()
+{
+    CrcFileStorageView storage(nullptr);
+    writeInfo(&storage, ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nInvisibleForFamilies=3,5,3,x,,4294967296,7\r\n");
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    QVERIFY(block->load(&storage));
+    QVERIFY(!block->visibleForFamily(3));
+    QVERIFY(!block->visibleForFamily(5));
+    QVERIFY(!block->visibleForFamily(7));
+    QVERIFY(block->visibleForFamily(4));
+    QVERIFY(block->visibleForFamily(0));
+
+    CrcFileStorageView saved(nullptr);
+    block->save(&saved);
+    QVERIFY(!saved.readStream(QStringLiteral("Info.ini")).contains("InvisibleForFamilies"));
+    std::unique_ptr<Block> reloaded(Block::createUserBlock());
+    QVERIFY(reloaded->load(&saved));
+    QVERIFY(reloaded->visibleForFamily(5));
+}
+
+void tst_Block::loadVersionStorages()
+{
+    // Version storages are recognised by their own names: a real storage file is needed.
+    FileView file;
+    file.create(QString());
+    std::unique_ptr<FileStorageView> root(file.createRootView());
+    FileStorageView &storage = *root;
+    writeInfo(&storage, ";type=\"block\" version=\"0\"\r\n");
+    const QStringList names{QStringLiteral("V2"), QStringLiteral("V10"), QStringLiteral("Extra"), QStringLiteral("V"),
+                            QStringLiteral("v2"), QStringLiteral("V-1"), QStringLiteral("V3x"),
+                            QStringLiteral("V99999999999")};
+    for (const QString &name : names)
+        storage.storage(name)->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\nLevelVisible=4\r\n");
+
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    QSignalSpy changed(block.get(), &Block::changed);
+    QVERIFY(block->load(&storage));
+    QCOMPARE(block->versions(), (QList<unsigned int>{2, 10}));
+    QCOMPARE(block->blockDefinition(10)->accessLevelRead(), 4u);
+    QCOMPARE(block->blockDefinition(10)->accessLevelWrite(), 6u);
+    QVERIFY(changed.count() >= 2);
+
+    // Saving writes "V<n>" storages and leaves storages of other names alone.
+    CrcFileStorageView saved(nullptr);
+    saved.storage(QStringLiteral("V7"))->writeStream(QStringLiteral("old"), "x");
+    block->save(&saved);
+    QStringList written = saved.storageNames();
+    written.sort();
+    QCOMPARE(written, (QStringList{QStringLiteral("V10"), QStringLiteral("V2"), QStringLiteral("V7")}));
+}
+
+void tst_Block::loadRejects_data()
+{
+    QTest::addColumn<QByteArray>("info");
+    QTest::addColumn<QString>("streamName");
+
+    QTest::newRow("missing-stream") << QByteArray(";type=\"block\" version=\"0\"\r\n") << "info.ini";
+    QTest::newRow("library-kind") << QByteArray(";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\nShortName=X\r\n") << "Info.ini";
+    QTest::newRow("version-one") << QByteArray(";type=\"block\" version=\"1\"\r\n\r\n[Info]\r\nShortName=X\r\n") << "Info.ini";
+    QTest::newRow("no-type-line") << QByteArray("[Info]\r\nShortName=X\r\n") << "Info.ini";
+    QTest::newRow("empty") << QByteArray() << "Info.ini";
+}
+
+void tst_Block::loadRejects()
+{
+    QFETCH(QByteArray, info);
+    QFETCH(QString, streamName);
+
+    CrcFileStorageView storage(nullptr);
+    storage.writeStream(streamName, info);
+    storage.storage(QStringLiteral("V0"))->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\n");
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    block->setShortName(QStringLiteral("before"));
+    QSignalSpy changed(block.get(), &Block::changed);
+    QSignalSpy group(block.get(), &Block::groupChanged);
+    QVERIFY(!block->load(&storage));
+    QCOMPARE(block->shortName(), QStringLiteral("before"));
+    QVERIFY(block->versions().isEmpty());
+    QCOMPARE(changed.count() + group.count(), 0);
+}
+
+void tst_Block::contentsRoundTrip()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    Text name(1, QStringLiteral("Rampe"));
+    name.setText(2, QStringLiteral("Ramp"));
+    block->setName(name);
+    block->setShortName(QStringLiteral("RMP"));
+    block->setGroupPath(QStringLiteral("Bewegung/Rampen"));
+    block->createDefinition(0)->setDescriptionText("<p>eins</p>");
+    BlockDefinition *second = block->createDefinition(4);
+    second->setAccessLevelRead(3);
+    second->setAccessLevelWrite(5);
+
+    const QByteArray contents = block->saveContents();
+    QVERIFY(!contents.isEmpty());
+    QCOMPARE(contents, contents.toLower());
+    QVERIFY(QByteArray::fromHex(contents).toHex() == contents);
+
+    std::unique_ptr<Block> copy(Block::createBlock(block->identifier()));
+    QVERIFY(copy->loadContents(contents));
+    QCOMPARE(copy->name(), name);
+    QCOMPARE(copy->shortName(), QStringLiteral("RMP"));
+    QCOMPARE(copy->groupPath(), QStringLiteral("Bewegung/Rampen"));
+    QCOMPARE(copy->versions(), (QList<unsigned int>{0, 4}));
+    QCOMPARE(copy->blockDefinition(0)->descriptionText(), QByteArray("<p>eins</p>"));
+    QCOMPARE(copy->blockDefinition(4)->accessLevelRead(), 3u);
+    QCOMPARE(copy->blockDefinition(4)->accessLevelWrite(), 5u);
+
+    // The copy writes the same storage tree as the original.
+    CrcFileStorageView original(nullptr);
+    CrcFileStorageView copied(nullptr);
+    block->save(&original);
+    copy->save(&copied);
+    QCOMPARE(copied.canonicalText(), original.canonicalText());
+}
+
+void tst_Block::loadContentsRejects_data()
+{
+    QTest::addColumn<QByteArray>("contents");
+
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    block->createDefinition();
+    const QByteArray valid = block->saveContents();
+    const QByteArray compressed = QByteArray::fromHex(valid);
+
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("not-hex") << QByteArray("zz") + valid.mid(2);
+    QTest::newRow("odd-length") << valid.left(valid.size() - 1);
+    QTest::newRow("truncated") << valid.left(valid.size() / 2);
+    QTest::newRow("not-compressed") << QByteArray("some plain text").toHex();
+    QTest::newRow("compressed-garbage") << qCompress(QByteArray(1000, 'x')).toHex();
+    QTest::newRow("bomb-header-2g") << (QByteArray::fromHex("7fffffff") + compressed.mid(4)).toHex();
+    QTest::newRow("real-bomb") << qCompress(QByteArray(64 * 1024 * 1024, '\0'), 9).toHex();
+    QTest::newRow("blanks") << QByteArray(valid).insert(10, "  ");
+}
+
+void tst_Block::loadContentsRejects()
+{
+    QFETCH(QByteArray, contents);
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    block->setShortName(QStringLiteral("kept"));
+    QVERIFY(!block->loadContents(contents));
+    QCOMPARE(block->shortName(), QStringLiteral("kept"));
+    QVERIFY(block->versions().isEmpty());
+}
+
+QTEST_MAIN(tst_Block)
+#include "tst_block.moc"
