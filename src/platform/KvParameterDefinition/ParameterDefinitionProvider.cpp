@@ -1,0 +1,4 @@
+#include "ParameterDefinitionProvider.h"
+
+// Out of line, so that the interface's type information lives in this module.
+ParameterDefinitionProvider::~ParameterDefinitionProvider() = default;
