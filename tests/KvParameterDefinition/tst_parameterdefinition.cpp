@@ -1,0 +1,558 @@
+// The parameter-definition model: coordinates, property values, element setups, arrays and
+// records, clones and conversions.
+#include "DefinitionText.h"
+
+#include <KvParameterDefinition/IParameterElementSetup.h>
+#include <KvParameterDefinition/ParameterCoordinate.h>
+#include <KvParameterDefinition/ParameterProperty.h>
+#include <KvParameterDefinition/RecordParameterDefinition.h>
+#include <KvParameterDefinition/SimpleParameterDefinition.h>
+
+#include <KvMultilingual/LanguageManager.h>
+#include <KvMultilingual/ParameterText.h>
+#include <KvMultilingual/ParameterTextMap.h>
+#include <KvMultilingual/Text.h>
+
+#include <QtCore/QDate>
+#include <QtTest/QTest>
+
+#include <limits>
+#include <memory>
+
+static ParameterText names(const QString &shortText, const QString &longText)
+{
+    return ParameterText(Text(1, shortText), Text(1, longText));
+}
+
+// A record of three elements named e0..e2 with defaults d0..d2 and property 5 = index.
+static std::unique_ptr<RecordParameterDefinition> threeElementRecord()
+{
+    auto record = std::make_unique<RecordParameterDefinition>();
+    record->setName(names(QStringLiteral("R"), QStringLiteral("Record")));
+    record->setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P200"))});
+    record->setGlobalParameter(true);
+    record->setDescriptionText(QStringLiteral("<b>r</b>"));
+    record->setVersion(3);
+    for (unsigned short i = 0; i < 3; ++i) {
+        record->createElement(i)->setProperty(5, ParameterProperty(int(i)));
+        record->setElementName(i, names(QStringLiteral("e%1").arg(i), QStringLiteral("Element %1").arg(i)));
+        record->setElementDefaultValue(i, QStringLiteral("d%1").arg(i));
+    }
+    return record;
+}
+
+class tst_ParameterDefinition : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void coordinateText_data();
+    void coordinateText();
+    void coordinateFromNumber_data();
+    void coordinateFromNumber();
+
+    void propertyFromVariant_data();
+    void propertyFromVariant();
+    void propertyNumbers_data();
+    void propertyNumbers();
+    void propertyEquality();
+
+    void setupProperties();
+
+    void newDefinitions();
+    void simpleElementCount_data();
+    void simpleElementCount();
+    void recordCreateAndDelete();
+    void recordLimit();
+    void defaultCoordinates();
+    void ownerIsNotOwned();
+
+    void cloneIsIndependent_data();
+    void cloneIsIndependent();
+    void convertSimpleToRecord();
+    void convertRecordToSimple_data();
+    void convertRecordToSimple();
+    void convertArrayToSimple();
+};
+
+void tst_ParameterDefinition::initTestCase()
+{
+    LanguageManager::instance()->setLanguages({{1, QStringLiteral("Deutsch")}, {2, QStringLiteral("Englisch")}});
+    LanguageManager::instance()->setCurrentLanguage(2);
+}
+
+void tst_ParameterDefinition::coordinateText_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("valid");
+    QTest::addColumn<QChar>("area");
+    QTest::addColumn<uint>("number");
+
+    QTest::newRow("P123") << "P123" << true << QChar('P') << 123u;
+    QTest::newRow("A12") << "A12" << true << QChar('A') << 12u;
+    QTest::newRow("one-digit") << "Z0" << true << QChar('Z') << 0u;
+    QTest::newRow("five-digits") << "P99999" << true << QChar('P') << 99999u;
+    QTest::newRow("leading-zero-kept") << "P012" << true << QChar('P') << 12u;
+    QTest::newRow("empty") << "" << false << QChar() << 0u;
+    QTest::newRow("letter-only") << "P" << false << QChar() << 0u;
+    QTest::newRow("digits-only") << "123" << false << QChar() << 0u;
+    QTest::newRow("lower-case") << "p12" << false << QChar() << 0u;
+    QTest::newRow("two-letters") << "PP12" << false << QChar() << 0u;
+    QTest::newRow("six-digits") << "P123456" << false << QChar() << 0u;
+    QTest::newRow("leading-blank") << " P12" << false << QChar() << 0u;
+    QTest::newRow("trailing-blank") << "P12 " << false << QChar() << 0u;
+    QTest::newRow("sign") << "P-12" << false << QChar() << 0u;
+    QTest::newRow("plus") << "P+12" << false << QChar() << 0u;
+    QTest::newRow("umlaut") << QStringLiteral("Ä12") << false << QChar() << 0u;
+    QTest::newRow("fullwidth-digits") << QStringLiteral("P\uFF11\uFF12") << false << QChar() << 0u;
+    QTest::newRow("arabic-indic-digits") << QStringLiteral("P\u0661\u0662") << false << QChar() << 0u;
+    QTest::newRow("index-suffix") << "P12[1]" << false << QChar() << 0u;
+}
+
+void tst_ParameterDefinition::coordinateText()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, valid);
+    QFETCH(QChar, area);
+    QFETCH(uint, number);
+
+    const ParameterCoordinate coordinate(text);
+    QCOMPARE(coordinate.isValid(), valid);
+    QCOMPARE(coordinate.area(), area);
+    QCOMPARE(coordinate.number(), number);
+    QCOMPARE(coordinate.toText(), valid ? text : QString());
+    QCOMPARE(ParameterCoordinate::fromText(text), coordinate);
+}
+
+void tst_ParameterDefinition::coordinateFromNumber_data()
+{
+    QTest::addColumn<QChar>("area");
+    QTest::addColumn<uint>("number");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("P12") << QChar('P') << 12u << "P12";
+    QTest::newRow("zero") << QChar('A') << 0u << "A0";
+    QTest::newRow("largest") << QChar('Z') << 99999u << "Z99999";
+    QTest::newRow("too-large") << QChar('P') << 100000u << "";
+    QTest::newRow("lower-case-area") << QChar('p') << 12u << "";
+    QTest::newRow("digit-area") << QChar('1') << 12u << "";
+}
+
+void tst_ParameterDefinition::coordinateFromNumber()
+{
+    QFETCH(QChar, area);
+    QFETCH(uint, number);
+    QFETCH(QString, text);
+
+    const ParameterCoordinate coordinate(area, number);
+    QCOMPARE(coordinate.toText(), text);
+    QCOMPARE(coordinate.isValid(), !text.isEmpty());
+    QCOMPARE(coordinate, ParameterCoordinate(text));
+}
+
+void tst_ParameterDefinition::propertyFromVariant_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("string");
+
+    using P = ParameterProperty;
+    QTest::newRow("invalid") << QVariant() << int(P::eTypeInvalid) << "";
+    QTest::newRow("bool-true") << QVariant(true) << int(P::eTypeBool) << "1";
+    QTest::newRow("bool-false") << QVariant(false) << int(P::eTypeBool) << "0";
+    QTest::newRow("int") << QVariant(-5) << int(P::eTypeInt) << "-5";
+    QTest::newRow("short") << QVariant::fromValue(short(-7)) << int(P::eTypeInt) << "-7";
+    QTest::newRow("uchar") << QVariant::fromValue(uchar(200)) << int(P::eTypeUInt) << "200";
+    QTest::newRow("uint") << QVariant(4000000000u) << int(P::eTypeUInt) << "4000000000";
+    QTest::newRow("longlong") << QVariant(-(qint64(1) << 40)) << int(P::eTypeLongLong) << "-1099511627776";
+    QTest::newRow("ulonglong") << QVariant(std::numeric_limits<quint64>::max()) << int(P::eTypeULongLong) << "18446744073709551615";
+    QTest::newRow("double") << QVariant(0.1) << int(P::eTypeDouble) << "0.1";
+    QTest::newRow("float-widened") << QVariant(2.5f) << int(P::eTypeDouble) << "2.5";
+    QTest::newRow("double-negative-zero") << QVariant(-0.0) << int(P::eTypeDouble) << "-0";
+    QTest::newRow("double-big") << QVariant(1e20) << int(P::eTypeDouble) << "1e+20";
+    QTest::newRow("string") << QVariant(QStringLiteral("abc")) << int(P::eTypeString) << "abc";
+    QTest::newRow("char") << QVariant(QChar('x')) << int(P::eTypeString) << "x";
+    QTest::newRow("bytes") << QVariant(QByteArray("\x01\xAB", 2)) << int(P::eTypeByteArray) << "01ab";
+    QTest::newRow("date-as-string") << QVariant(QDate(2024, 2, 29)) << int(P::eTypeString) << "2024-02-29";
+    QTest::newRow("text-current-language") << QVariant::fromValue(Text(2, QStringLiteral("two")))
+                                           << int(P::eTypeText) << "two";
+    QTest::newRow("ptext-long-text") << QVariant::fromValue(names(QStringLiteral("S"), QStringLiteral("Long")))
+                                     << int(P::eTypeParameterText) << "Long";
+    ParameterTextMap map;
+    map.insert(1, names(QStringLiteral("E"), QStringLiteral("Ein")));
+    map.insert(0, names(QStringLiteral("A"), QStringLiteral("Aus")));
+    QTest::newRow("ptextmap") << QVariant::fromValue(map) << int(P::eTypeParameterTextMap) << "0=Aus, 1=Ein";
+    QTest::newRow("unconvertible") << QVariant::fromValue(QList<int>{1}) << int(P::eTypeInvalid) << "";
+}
+
+void tst_ParameterDefinition::propertyFromVariant()
+{
+    QFETCH(QVariant, value);
+    QFETCH(int, type);
+    QFETCH(QString, string);
+
+    const ParameterProperty property(value);
+    QCOMPARE(int(property.type()), type);
+    QCOMPARE(property.isValid(), type != ParameterProperty::eTypeInvalid);
+    QCOMPARE(property.asString(), string);
+    // The value keeps its type through a copy made from value().
+    QCOMPARE(ParameterProperty(property.value()), property);
+}
+
+void tst_ParameterDefinition::propertyNumbers_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<bool>("intOk");
+    QTest::addColumn<int>("intValue");
+    QTest::addColumn<bool>("boolValue");
+
+    QTest::newRow("bool") << QVariant(true) << true << 1 << true;
+    QTest::newRow("int") << QVariant(-3) << true << -3 << true;
+    QTest::newRow("zero") << QVariant(0) << true << 0 << false;
+    QTest::newRow("uint-above-int") << QVariant(3000000000u) << false << 0 << true;
+    QTest::newRow("ulonglong-above-longlong") << QVariant(std::numeric_limits<quint64>::max()) << false << 0 << true;
+    QTest::newRow("double-integral") << QVariant(42.0) << true << 42 << true;
+    QTest::newRow("double-fraction") << QVariant(0.5) << false << 0 << true;
+    QTest::newRow("double-nan") << QVariant(std::numeric_limits<double>::quiet_NaN()) << false << 0 << true;
+    QTest::newRow("string-decimal") << QVariant(QStringLiteral("17")) << true << 17 << true;
+    QTest::newRow("string-zero") << QVariant(QStringLiteral("00")) << true << 0 << false;
+    QTest::newRow("string-word") << QVariant(QStringLiteral("abc")) << false << 0 << false;
+    QTest::newRow("invalid") << QVariant() << false << 0 << false;
+}
+
+void tst_ParameterDefinition::propertyNumbers()
+{
+    QFETCH(QVariant, value);
+    QFETCH(bool, intOk);
+    QFETCH(int, intValue);
+    QFETCH(bool, boolValue);
+
+    const ParameterProperty property(value);
+    bool ok = !intOk;
+    QCOMPARE(property.asInt(&ok), intValue);
+    QCOMPARE(ok, intOk);
+    QCOMPARE(property.asBool(), boolValue);
+}
+
+void tst_ParameterDefinition::propertyEquality()
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    QCOMPARE(ParameterProperty(QVariant(nan)), ParameterProperty(QVariant(-nan)));
+    QVERIFY(ParameterProperty(QVariant(0.0)) != ParameterProperty(QVariant(-0.0)));
+    // Same number, different types: stored differently, so not equal.
+    QVERIFY(ParameterProperty(QVariant(1)) != ParameterProperty(QVariant(1u)));
+    QVERIFY(ParameterProperty(QVariant(1)) != ParameterProperty(QVariant(true)));
+    QVERIFY(ParameterProperty(QVariant(QStringLiteral("1"))) != ParameterProperty(QVariant(1)));
+    QCOMPARE(ParameterProperty(QVariant::fromValue(Text(1, "a"))), ParameterProperty(QVariant::fromValue(Text(1, "a"))));
+    QVERIFY(ParameterProperty(QVariant::fromValue(Text(1, "a"))) != ParameterProperty(QVariant::fromValue(Text(2, "a"))));
+}
+
+void tst_ParameterDefinition::setupProperties()
+{
+    SimpleParameterDefinition definition;
+    IParameterElementSetup *setup = definition.queryElementSetup(0);
+    QVERIFY(setup);
+    setup->setProperty(111, ParameterProperty(QStringLiteral("0")));
+    setup->setProperty(-4, ParameterProperty(1));
+    setup->setProperty(16, ParameterProperty(4));
+    setup->setProperty(16, ParameterProperty(5));
+    QCOMPARE(setup->propertyIds(), (QList<int>{-4, 16, 111}));
+    QCOMPARE(setup->property(16).asInt(), 5);
+    QVERIFY(!setup->hasProperty(17));
+    QCOMPARE(int(setup->property(17).type()), int(ParameterProperty::eTypeInvalid));
+
+    // An invalid value removes the property: hasProperty() means "has a value".
+    setup->setProperty(111, ParameterProperty());
+    QVERIFY(!setup->hasProperty(111));
+    QVERIFY(setup->removeProperty(-4));
+    QVERIFY(!setup->removeProperty(-4));
+    QCOMPARE(setup->propertyIds(), QList<int>{16});
+}
+
+void tst_ParameterDefinition::newDefinitions()
+{
+    SimpleParameterDefinition simple;
+    QCOMPARE(DefinitionText::lines(&simple),
+             (QStringList{"kind simple", "elements 1", "global 0", "coordinates ", "description \"\"",
+                          "name short {} long {}", "element 0 default \"\""}));
+    QCOMPARE(simple.querySimpleParameterDefinition(), &simple);
+    QCOMPARE(simple.queryRecordParameterDefinition(), nullptr);
+    QCOMPARE(simple.owner(), nullptr);
+    QCOMPARE(simple.version(), 0u);
+
+    RecordParameterDefinition record;
+    QCOMPARE(record.elementCount(), 0);
+    QVERIFY(record.isRecordParameterDefinition());
+    QVERIFY(!record.isSimpleParameterDefinition());
+    QCOMPARE(record.queryRecordParameterDefinition(), &record);
+    QCOMPARE(record.querySimpleParameterDefinition(), nullptr);
+    QCOMPARE(record.queryElementSetup(0), nullptr);
+    QCOMPARE(record.elementList(), QList<unsigned short>());
+}
+
+void tst_ParameterDefinition::simpleElementCount_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<QStringList>("defaults");
+
+    // Starting from three elements with defaults a, b, c.
+    QTest::newRow("grow") << 5 << true << QStringList{"a", "b", "c", "", ""};
+    QTest::newRow("shrink") << 2 << true << QStringList{"a", "b"};
+    QTest::newRow("single") << 1 << true << QStringList{"a"};
+    QTest::newRow("same") << 3 << true << QStringList{"a", "b", "c"};
+    QTest::newRow("zero-refused") << 0 << false << QStringList{"a", "b", "c"};
+    QTest::newRow("largest") << int(ParameterDefinition::MaxElementCount) << true << QStringList();
+    QTest::newRow("above-largest-refused") << ParameterDefinition::MaxElementCount + 1 << false << QStringList{"a", "b", "c"};
+}
+
+void tst_ParameterDefinition::simpleElementCount()
+{
+    QFETCH(int, count);
+    QFETCH(bool, accepted);
+    QFETCH(QStringList, defaults);
+
+    SimpleParameterDefinition definition;
+    QVERIFY(definition.setElementCount(3));
+    definition.setElementDefaultValue(0, QStringLiteral("a"));
+    definition.setElementDefaultValue(1, QStringLiteral("b"));
+    definition.setElementDefaultValue(2, QStringLiteral("c"));
+    IParameterElementSetup *setup = definition.queryElementSetup(0);
+    setup->setProperty(16, ParameterProperty(4));
+
+    QCOMPARE(definition.setElementCount(static_cast<unsigned short>(count)), accepted);
+    const int expected = accepted ? count : 3;
+    QCOMPARE(int(definition.elementCount()), expected);
+    if (!defaults.isEmpty()) {
+        QStringList actual;
+        for (unsigned short i = 0; i < definition.elementCount(); ++i)
+            actual << definition.elementDefaultValue(i);
+        QCOMPARE(actual, defaults);
+    }
+    // One shared setup, reachable through every element and no further.
+    QCOMPARE(definition.queryElementSetup(static_cast<unsigned short>(expected - 1)), setup);
+    QCOMPARE(definition.queryElementSetup(static_cast<unsigned short>(expected)), nullptr);
+    QCOMPARE(setup->property(16).asInt(), 4);
+    QVERIFY(!definition.setElementDefaultValue(static_cast<unsigned short>(expected), QStringLiteral("x")));
+    QCOMPARE(definition.elementDefaultValue(static_cast<unsigned short>(expected)), QString());
+}
+
+void tst_ParameterDefinition::recordCreateAndDelete()
+{
+    std::unique_ptr<RecordParameterDefinition> record = threeElementRecord();
+    IParameterElementSetup *setupOfElement2 = record->queryElementSetup(2);
+
+    // Inserting before element 1 moves 1 and 2 up; setups keep their addresses.
+    IParameterElementSetup *inserted = record->createElement(1);
+    QVERIFY(inserted);
+    QCOMPARE(record->elementCount(), 4);
+    QCOMPARE(record->queryElementSetup(1), inserted);
+    QCOMPARE(record->queryElementSetup(3), setupOfElement2);
+    QCOMPARE(record->elementName(1), ParameterText());
+    QCOMPARE(record->elementDefaultValue(1), QString());
+    QCOMPARE(record->elementDefaultValue(3), QStringLiteral("d2"));
+    QCOMPARE(record->elementList(), (QList<unsigned short>{0, 1, 2, 3}));
+
+    QVERIFY(!record->createElement(5)); // beyond the end
+    QVERIFY(record->createElement(4));  // appends
+    QCOMPARE(record->elementCount(), 5);
+
+    QVERIFY(record->deleteElement(1));
+    QVERIFY(!record->deleteElement(4));
+    QCOMPARE(record->elementCount(), 4);
+    QStringList shortNames;
+    for (unsigned short element : record->elementList())
+        shortNames << record->elementName(element).shortText(1);
+    QCOMPARE(shortNames, (QStringList{"e0", "e1", "e2", ""}));
+    QCOMPARE(record->queryElementSetup(2), setupOfElement2);
+    QCOMPARE(record->queryElementSetup(2)->property(5).asInt(), 2);
+
+    // Down to no elements at all.
+    while (record->elementCount() > 0)
+        QVERIFY(record->deleteElement(0));
+    QVERIFY(!record->deleteElement(0));
+    QVERIFY(!record->setElementName(0, names("x", "y")));
+    QCOMPARE(record->elementName(0), ParameterText());
+}
+
+void tst_ParameterDefinition::recordLimit()
+{
+    RecordParameterDefinition record;
+    for (int i = 0; i < ParameterDefinition::MaxElementCount; ++i)
+        QVERIFY(record.createElement(static_cast<unsigned short>(i)));
+    QVERIFY(!record.createElement(0));
+    QVERIFY(!record.createElement(ParameterDefinition::MaxElementCount));
+    QCOMPARE(record.elementCount(), ParameterDefinition::MaxElementCount);
+}
+
+void tst_ParameterDefinition::defaultCoordinates()
+{
+    SimpleParameterDefinition definition;
+    definition.setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P12")), ParameterCoordinate(),
+                                      ParameterCoordinate(QStringLiteral("x")), ParameterCoordinate(QStringLiteral("A1"))});
+    QCOMPARE(definition.defaultCoordinates(),
+             (QList<ParameterCoordinate>{ParameterCoordinate(QStringLiteral("P12")), ParameterCoordinate(QStringLiteral("A1"))}));
+
+    QList<ParameterCoordinate> many;
+    for (unsigned int i = 0; i < 40; ++i)
+        many.append(ParameterCoordinate(QChar('P'), i));
+    definition.setDefaultCoordinates(many);
+    QCOMPARE(definition.defaultCoordinates(), many.mid(0, ParameterDefinition::MaxCoordinateCount));
+
+    definition.setDefaultCoordinates({});
+    QVERIFY(definition.defaultCoordinates().isEmpty());
+}
+
+void tst_ParameterDefinition::ownerIsNotOwned()
+{
+    SimpleParameterDefinition definition;
+    {
+        QObject owner;
+        definition.setOwner(&owner);
+        QCOMPARE(definition.owner(), &owner);
+    }
+    QCOMPARE(definition.owner(), nullptr);
+}
+
+void tst_ParameterDefinition::cloneIsIndependent_data()
+{
+    QTest::addColumn<bool>("record");
+    QTest::newRow("simple") << false;
+    QTest::newRow("record") << true;
+}
+
+void tst_ParameterDefinition::cloneIsIndependent()
+{
+    QFETCH(bool, record);
+
+    QObject owner;
+    std::unique_ptr<ParameterDefinition> original;
+    if (record) {
+        original = threeElementRecord();
+    } else {
+        auto simple = std::make_unique<SimpleParameterDefinition>();
+        simple->setElementCount(2);
+        simple->setElementDefaultValue(1, QStringLiteral("d1"));
+        simple->queryElementSetup(0)->setProperty(5, ParameterProperty(1));
+        simple->setName(names("S", "Simple"));
+        simple->setVersion(9);
+        original = std::move(simple);
+    }
+    original->setOwner(&owner);
+    const QStringList before = DefinitionText::lines(original.get());
+
+    std::unique_ptr<ParameterDefinition> clone(ParameterDefinition::createClone(original.get()));
+    QVERIFY(clone);
+    QCOMPARE(clone->isRecordParameterDefinition(), record);
+    QCOMPARE(DefinitionText::lines(clone.get()), before);
+    QCOMPARE(clone->owner(), &owner);
+    QCOMPARE(clone->version(), original->version());
+    QVERIFY(clone->queryElementSetup(0) != original->queryElementSetup(0));
+
+    // Change everything in the clone; the original must not notice.
+    clone->queryElementSetup(0)->setProperty(5, ParameterProperty(99));
+    clone->queryElementSetup(1)->setProperty(6, ParameterProperty(1));
+    clone->setElementDefaultValue(1, QStringLiteral("changed"));
+    clone->setName(names("C", "Clone"));
+    clone->setDefaultCoordinates({ParameterCoordinate(QStringLiteral("A1"))});
+    clone->setGlobalParameter(!clone->isGlobalParameter());
+    clone->setDescriptionText(QStringLiteral("changed"));
+    if (RecordParameterDefinition *cloneRecord = clone->queryRecordParameterDefinition()) {
+        cloneRecord->setElementName(0, names("c", "c"));
+        cloneRecord->deleteElement(2);
+        cloneRecord->createElement(0);
+    } else {
+        clone->querySimpleParameterDefinition()->setElementCount(7);
+    }
+    clone->setVersion(100);
+    QCOMPARE(DefinitionText::lines(original.get()), before);
+    QVERIFY(original->version() != 100);
+
+    QCOMPARE(ParameterDefinition::createClone(nullptr), nullptr);
+}
+
+void tst_ParameterDefinition::convertSimpleToRecord()
+{
+    QObject owner;
+    SimpleParameterDefinition simple;
+    simple.setName(names("S", "Simple"));
+    simple.setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P12"))});
+    simple.setGlobalParameter(true);
+    simple.setDescriptionText(QStringLiteral("desc"));
+    simple.setOwner(&owner);
+    simple.setVersion(4);
+    simple.setElementCount(3);
+    simple.setElementDefaultValue(0, QStringLiteral("a"));
+    simple.setElementDefaultValue(2, QStringLiteral("c"));
+    simple.queryElementSetup(0)->setProperty(16, ParameterProperty(4));
+    const QStringList before = DefinitionText::lines(&simple);
+
+    std::unique_ptr<RecordParameterDefinition> record(simple.convert());
+    QVERIFY(record);
+    QCOMPARE(DefinitionText::lines(record.get()),
+             (QStringList{"kind record", "elements 3", "global 1", "coordinates P12", "description \"desc\"",
+                          "name short {1:\"S\"} long {1:\"Simple\"}",
+                          "element 0 default \"a\" name short {} long {}", "element 0 property 16 int 4",
+                          "element 1 default \"\" name short {} long {}", "element 1 property 16 int 4",
+                          "element 2 default \"c\" name short {} long {}", "element 2 property 16 int 4"}));
+    QCOMPARE(record->owner(), &owner);
+    QCOMPARE(record->version(), 4u);
+    // Each element has a setup of its own, and the simple definition is unchanged.
+    record->queryElementSetup(1)->setProperty(16, ParameterProperty(8));
+    QCOMPARE(record->queryElementSetup(0)->property(16).asInt(), 4);
+    QCOMPARE(DefinitionText::lines(&simple), before);
+
+    // A record converts to a copy of itself.
+    std::unique_ptr<RecordParameterDefinition> again(record->convert());
+    QCOMPARE(DefinitionText::lines(again.get()), DefinitionText::lines(record.get()));
+}
+
+void tst_ParameterDefinition::convertRecordToSimple_data()
+{
+    QTest::addColumn<int>("element");
+    QTest::addColumn<QStringList>("lines");
+
+    const QStringList common{"kind simple", "elements 1", "global 1", "coordinates P200", "description \"<b>r</b>\"",
+                             "name short {1:\"R\"} long {1:\"Record\"}"};
+    QTest::newRow("first") << 0 << common + QStringList{"element 0 default \"d0\"", "element 0 property 5 int 0"};
+    QTest::newRow("last") << 2 << common + QStringList{"element 0 default \"d2\"", "element 0 property 5 int 2"};
+    QTest::newRow("beyond") << 3 << QStringList{"null"};
+}
+
+void tst_ParameterDefinition::convertRecordToSimple()
+{
+    QFETCH(int, element);
+    QFETCH(QStringList, lines);
+
+    std::unique_ptr<RecordParameterDefinition> record = threeElementRecord();
+    const QStringList before = DefinitionText::lines(record.get());
+    std::unique_ptr<SimpleParameterDefinition> simple(record->convert(static_cast<unsigned short>(element)));
+    QCOMPARE(DefinitionText::lines(simple.get()), lines);
+    if (simple)
+        QCOMPARE(simple->version(), 3u);
+    QCOMPARE(DefinitionText::lines(record.get()), before);
+
+    RecordParameterDefinition empty;
+    QCOMPARE(empty.convert(0), nullptr);
+}
+
+void tst_ParameterDefinition::convertArrayToSimple()
+{
+    SimpleParameterDefinition array;
+    array.setElementCount(4);
+    array.setElementDefaultValue(2, QStringLiteral("two"));
+    array.queryElementSetup(0)->setProperty(1, ParameterProperty(true));
+
+    std::unique_ptr<SimpleParameterDefinition> single(array.convert(2));
+    QCOMPARE(single->elementCount(), 1);
+    QCOMPARE(single->elementDefaultValue(0), QStringLiteral("two"));
+    QVERIFY(single->queryElementSetup(0)->property(1).asBool());
+    QVERIFY(single->queryElementSetup(0) != array.queryElementSetup(0));
+    QCOMPARE(array.elementCount(), 4);
+    QCOMPARE(array.convert(4), nullptr);
+}
+
+QTEST_GUILESS_MAIN(tst_ParameterDefinition)
+#include "tst_parameterdefinition.moc"
