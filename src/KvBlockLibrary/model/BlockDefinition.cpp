@@ -10,6 +10,9 @@
 #include "CrcFileStorageView.h"
 #include "TypedIni_p.h"
 
+#include <KvParameterDefinition/ParameterDefinition.h>
+#include <KvParameterDefinition/ParameterDefinitionLoader.h>
+#include <KvParameterDefinition/ParameterDefinitionSaver.h>
 #include <KvSystem/System.h>
 #include <LxFileSystem/FileStorageView.h>
 #include <LxUtilities/StreamType.h>
@@ -105,7 +108,11 @@ BlockDefinitionPrivate::BlockDefinitionPrivate(BlockDefinition *definition, Bloc
             &BlockDefinitionPrivate::onSubLibraryModifiedChanged);
 }
 
-BlockDefinitionPrivate::~BlockDefinitionPrivate() = default;
+BlockDefinitionPrivate::~BlockDefinitionPrivate()
+{
+    // Attached parameter definitions are owned; they are not Qt objects and would be lost.
+    qDeleteAll(parameterDefinitions);
+}
 
 TemplateInfo *BlockDefinitionPrivate::templateInfo()
 {
@@ -295,7 +302,7 @@ bool BlockDefinition::isStepInAllowed() const
 
 bool BlockDefinition::isParameterDefinitionBlock() const
 {
-    return false;
+    return !d->parameterDefinitions.isEmpty();
 }
 
 bool BlockDefinition::allowDelete() const
@@ -550,6 +557,9 @@ void BlockDefinition::clear()
 {
     d->code.clear();
     d->localContainer.clear();
+    const auto keys = d->parameterDefinitions.keys();
+    for (const auto &key : keys)
+        delete d->parameterDefinitions.take(key);
     const QList<int> numbers = d->pins.keys();
     for (int number : numbers)
         delete d->pins.take(number);
@@ -590,6 +600,16 @@ void BlockDefinition::cloneFrom(const BlockDefinition *source)
         }
         d->defaultSkin.cloneFrom(&source->d->defaultSkin);
 
+        const auto keys = source->d->parameterKeys();
+        for (const auto &key : keys) {
+            ParameterDefinition *copy = ParameterDefinition::createClone(source->d->parameterDefinitions.value(key));
+            if (!copy)
+                continue;
+            copy->setVersion(d->version);
+            d->parameterDefinitions.insert(key, copy);
+            copy->setOwner(d->block);
+        }
+
         // Instantiating a template gives the copy the levels the template prescribes.
         if (source->d->block && source->d->block->isTemplateBlock() && source->d->templateData) {
             d->accessLevelRead = source->d->templateData->targetAccessLevelRead;
@@ -605,6 +625,63 @@ void BlockDefinition::cloneFrom(const BlockDefinition *source)
         }
     }
     emit changed();
+}
+
+void BlockDefinition::attachParameterGeneralDefinition(unsigned int number, ParameterDefinition *definition)
+{
+    attachParameterFamilyDefinition(GeneralFamily, number, definition);
+}
+
+void BlockDefinition::attachParameterFamilyDefinition(unsigned int family, unsigned int number,
+                                                      ParameterDefinition *definition)
+{
+    d->parameterDefinitions.insert(qMakePair(family, number), definition);
+    if (definition)
+        definition->setOwner(d->block);
+    emit changed();
+}
+
+ParameterDefinition *BlockDefinition::detachParameterFamilyDefinition(unsigned int family, unsigned int number)
+{
+    ParameterDefinition *definition = d->parameterDefinitions.take(qMakePair(family, number));
+    emit changed();
+    return definition;
+}
+
+ParameterDefinition *BlockDefinition::detachParameterGeneralDefinition(unsigned int number)
+{
+    return detachParameterFamilyDefinition(GeneralFamily, number);
+}
+
+ParameterDefinition *BlockDefinition::parameterDefinition(unsigned int family, unsigned int number) const
+{
+    if (ParameterDefinition *definition = d->parameterDefinitions.value(qMakePair(family, number)))
+        return definition;
+    return d->parameterDefinitions.value(qMakePair(GeneralFamily, number));
+}
+
+QList<unsigned int> BlockDefinition::parameterDefinitionList(unsigned int family)
+{
+    QList<unsigned int> numbers;
+    for (auto it = d->parameterDefinitions.cbegin(); it != d->parameterDefinitions.cend(); ++it) {
+        if (it.key().first == family)
+            numbers.append(it.key().second);
+    }
+    for (auto it = d->parameterDefinitions.cbegin(); it != d->parameterDefinitions.cend(); ++it) {
+        if (it.key().first == GeneralFamily && !numbers.contains(it.key().second))
+            numbers.append(it.key().second);
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
+QList<QPair<unsigned int, unsigned int>> BlockDefinitionPrivate::parameterKeys() const
+{
+    QList<QPair<unsigned int, unsigned int>> keys = parameterDefinitions.keys();
+    std::sort(keys.begin(), keys.end(), [](const auto &a, const auto &b) {
+        return a.second != b.second ? a.second < b.second : a.first < b.first;
+    });
+    return keys;
 }
 
 // ---- storage of a version -------------------------------------------------------------
@@ -656,6 +733,114 @@ void BlockDefinitionPrivate::writeImages(FileStorageView *storage) const
         images->writeStream(QStringLiteral("IconSmall.") + smallListImageName, small);
 }
 
+void BlockDefinitionPrivate::writeParameters(FileStorageView *storage) const
+{
+    FileStorageView *parameters = storage->storage(QStringLiteral("Parameter"));
+    // Family definitions go under "Family_<n>" without a suffix, while only "Family_<n>.ini"
+    // is read back: libraries of the suite's other tools use the ".ini" form. Both stay so.
+    // Sorted by family, the general definition is written last, so its description stands.
+    const auto keys = parameterKeys();
+    for (const auto &key : keys) {
+        ParameterDefinition *definition = parameterDefinitions.value(key);
+        if (!definition)
+            continue;
+        FileStorageView *numberStorage = parameters->storage(QString::number(key.second));
+        const QString streamName = key.first == BlockDefinition::GeneralFamily
+            ? QStringLiteral("General.ini")
+            : QStringLiteral("Family_%1").arg(key.first);
+        numberStorage->writeStream(streamName, ParameterDefinitionSaver::saveParameterDefinition(definition));
+        numberStorage->writeStream(QStringLiteral("Description.html"), definition->descriptionText().toUtf8());
+    }
+}
+
+void BlockDefinitionPrivate::readParameters(FileStorageView *storage)
+{
+    if (!hasStorage(storage, QStringLiteral("Parameter")))
+        return;
+    FileStorageView *parameters = storage->storage(QStringLiteral("Parameter"));
+    static const QRegularExpression numberPattern(QStringLiteral("^(\\d+)$"));
+    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)\\.ini$"));
+    const QStringList numbers = parameters->storageNames();
+    for (const QString &name : numbers) {
+        if (!numberPattern.match(name).hasMatch())
+            continue;
+        bool ok = false;
+        const unsigned int number = name.toUInt(&ok);
+        if (!ok)
+            continue;
+        FileStorageView *numberStorage = parameters->storage(name);
+        const QStringList streams = numberStorage->streamNames();
+        for (const QString &stream : streams) {
+            const QRegularExpressionMatch family = familyPattern.match(stream);
+            const bool general = stream == QLatin1String("General.ini");
+            if (!family.hasMatch() && !general)
+                continue;
+            unsigned int familyNumber = BlockDefinition::GeneralFamily;
+            if (family.hasMatch()) {
+                familyNumber = family.captured(1).toUInt(&ok);
+                if (!ok)
+                    continue;
+            }
+            ParameterDefinition *definition =
+                ParameterDefinitionLoader::createAndLoadParameterDefinition(numberStorage->readStream(stream));
+            if (!definition)
+                continue;
+            definition->setVersion(version);
+            // A definition already under that key would be lost: the later stream replaces it.
+            delete parameterDefinitions.take(qMakePair(familyNumber, number));
+            q->attachParameterFamilyDefinition(familyNumber, number, definition);
+            if (general) {
+                const QByteArray description = hasStream(numberStorage, QStringLiteral("Description.html"))
+                    ? numberStorage->readStream(QStringLiteral("Description.html"))
+                    : QByteArray();
+                definition->setDescriptionText(QString::fromUtf8(description));
+            }
+        }
+    }
+}
+
+void BlockDefinitionPrivate::readParameterLevels(FileStorageView *storage)
+{
+    if (!hasStorage(storage, QStringLiteral("ParameterLevel")))
+        return;
+    FileStorageView *levels = storage->storage(QStringLiteral("ParameterLevel"));
+    // Anchored only at the start, and the last group reads a literal "w" repeated: the
+    // pattern accepts any suffix after a parameter name with an optional bracketed index.
+    static const QRegularExpression namePattern(QStringLiteral("^((\\w+)(\\[(\\w+)\\])?)(\\.(w+))?"));
+    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)$"));
+    const QStringList streams = levels->streamNames();
+    for (const QString &stream : streams) {
+        const QRegularExpressionMatch match = namePattern.match(stream);
+        if (!match.hasMatch())
+            continue;
+        const QString parameter = match.captured(1);
+        TypedIniReader reader;
+        if (!reader.open(levels, stream, QStringLiteral("parameterlevel")))
+            continue;
+        const QList<QByteArray> sections = reader.sectionNames();
+        for (const QByteArray &section : sections) {
+            const QRegularExpressionMatch family = familyPattern.match(QString::fromLatin1(section));
+            const bool general = section == "General";
+            if (!family.hasMatch() && !general)
+                continue;
+            bool ok = true;
+            const unsigned int familyNumber = general ? BlockDefinition::GeneralFamily : family.captured(1).toUInt(&ok);
+            if (!ok)
+                continue;
+            const QList<QPair<QByteArray, int>> properties{{"LevelRead", 5}, {"LevelWrite", 6}};
+            for (const auto &[key, property] : properties) {
+                if (!reader.contains(section, key))
+                    continue;
+                const QString value = reader.decode(reader.rawValue(section, key));
+                if (general)
+                    q->instantiationData()->setGeneralParameterProperty(parameter, property, value);
+                else
+                    q->instantiationData()->setFamilyParameterProperty(familyNumber, parameter, property, value);
+            }
+        }
+    }
+}
+
 void BlockDefinitionPrivate::save(FileStorageView *storage)
 {
     writeInfo(storage);
@@ -663,6 +848,7 @@ void BlockDefinitionPrivate::save(FileStorageView *storage)
     storage->writeStream(CodeStream, q->codeText());
     writeInterface(storage);
     writeImages(storage);
+    writeParameters(storage);
     if (!descriptionText.isEmpty())
         storage->writeStream(DescriptionStream, descriptionText);
     localBlockLibrary->save(storage);
@@ -803,10 +989,12 @@ bool BlockDefinitionPrivate::load(FileStorageView *storage)
         q->setCodeText(storage->readStream(CodeStream));
         readInterface(storage);
         readImages(storage);
+        readParameters(storage);
         if (hasStorage(storage, QStringLiteral("KsbBinaries")))
             q->instantiationData()->loadKsbBinaries(storage);
         if (hasStorage(storage, QStringLiteral("ParameterValues")))
             q->instantiationData()->loadParameterValues(storage);
+        readParameterLevels(storage);
         readWizard(storage);
         if (hasStream(storage, DescriptionStream))
             descriptionText = storage->readStream(DescriptionStream);
@@ -843,6 +1031,7 @@ QByteArray BlockDefinition::compareCrc32Value()
     root.writeStream(CodeStream, d->codeTextForCompareCrc);
     d->writeInterface(&root);
     d->writeImages(&root);
+    d->writeParameters(&root);
     if (!d->descriptionText.isEmpty())
         root.writeStream(DescriptionStream, d->descriptionText);
     d->localBlockLibrary->saveForCompareCrc(&root);

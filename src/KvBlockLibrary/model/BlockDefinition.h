@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KvBlockLibrary/kvblocklibrary_export.h>
+#include <KvParameterDefinition/ParameterDefinitionProvider.h>
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
@@ -16,6 +17,7 @@ class BlockPin;
 class BlockSkin;
 class FileStorageView;
 class LibraryBlockDefinitionSubWindow;
+class ParameterDefinition;
 
 // The runtime group a block's code runs in. Stored and returned, without further meaning here.
 enum eRuntimeMembership : quint32 {
@@ -31,11 +33,11 @@ enum eRuntimeMembership : quint32 {
  * access levels, template settings, parameter definitions, instantiation data and the
  * library of local blocks its code uses.
  *
- * A definition is a Qt child of its block. It owns its pins, skin, local blocks and
- * instantiation data; it does not own its block, code object, edit window or the
+ * A definition is a Qt child of its block. It owns its pins, skin, local blocks, attached
+ * parameter definitions and instantiation data; it does not own its block, code object, edit window or the
  * registered instances. Used on the user-interface thread.
  */
-class KVBLOCKLIBRARY_EXPORT BlockDefinition : public QObject
+class KVBLOCKLIBRARY_EXPORT BlockDefinition : public QObject, public ParameterDefinitionProvider
 {
     Q_OBJECT
 
@@ -131,6 +133,23 @@ public:
     Block *cloneLocalBlock(const Block *block);
     // The identifier under which a local block of the clone source lives here; empty when none.
     QString localSubstitutionForBlock(const QString &identifier) const;
+
+    // The family number that stands for every device family.
+    static constexpr unsigned int GeneralFamily = 0xFFFFFFFFu;
+
+    // Parameter definitions by (family, number); the definition takes ownership and makes
+    // the block the parameter definition's owner. An entry under the same key is replaced
+    // without being deleted: detach it first. Emit changed().
+    void attachParameterGeneralDefinition(unsigned int number, ParameterDefinition *definition);
+    void attachParameterFamilyDefinition(unsigned int family, unsigned int number, ParameterDefinition *definition);
+    // Removes the entry and gives its definition to the caller; null when there is none.
+    // Emit changed() in both cases.
+    [[nodiscard]] ParameterDefinition *detachParameterFamilyDefinition(unsigned int family, unsigned int number);
+    [[nodiscard]] ParameterDefinition *detachParameterGeneralDefinition(unsigned int number);
+    // The family's definition of that number, else the general one, else null. Still owned here.
+    ParameterDefinition *parameterDefinition(unsigned int family, unsigned int number) const override;
+    // The numbers the family sees (its own and the general ones), ascending, each once.
+    QList<unsigned int> parameterDefinitionList(unsigned int family) override;
 
     // Created on first call, owned by the definition; never null.
     BlockInstantiationData *instantiationData() const;

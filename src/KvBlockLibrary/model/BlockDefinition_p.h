@@ -8,6 +8,7 @@
 #include <KvCodeEditor/LibraryBlockDefinitionSubWindow.h>
 
 #include <QtCore/QHash>
+#include <QtCore/QPair>
 #include <QtCore/QPointer>
 
 #include <memory>
@@ -46,6 +47,11 @@ public:
     void readInterface(FileStorageView *storage);
     void readImages(FileStorageView *storage);
     void readWizard(FileStorageView *storage);
+    void writeParameters(FileStorageView *storage) const;
+    void readParameters(FileStorageView *storage);
+    void readParameterLevels(FileStorageView *storage);
+    // Every key of the parameter map, sorted by number and then family.
+    QList<QPair<unsigned int, unsigned int>> parameterKeys() const;
     void invokeCode(const char *method) const;
 
     Block *block;
@@ -61,6 +67,8 @@ public:
     QByteArray descriptionText;
     BlockLibrary *localBlockLibrary = nullptr;
     eRuntimeMembership runtimeMembership = eRuntimeMembershipStandard;
+    // (family, number) -> owned parameter definition
+    QHash<QPair<unsigned int, unsigned int>, ParameterDefinition *> parameterDefinitions;
     QHash<int, BlockPin *> pins;
     QByteArray codeText;
     unsigned int codeTextVersion = 0;
