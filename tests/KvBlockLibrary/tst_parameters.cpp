@@ -1,0 +1,322 @@
+#include <KvBlockLibrary/Block.h>
+#include <KvBlockLibrary/BlockDefinition.h>
+#include <KvBlockLibrary/BlockInstantiationData.h>
+#include <KvParameterDefinition/ParameterDefinition.h>
+#include <KvParameterDefinition/ParameterDefinitionSaver.h>
+#include <KvParameterDefinition/SimpleParameterDefinition.h>
+#include <LxFileSystem/FileStorageView.h>
+#include <LxFileSystem/FileView.h>
+
+#include <QtCore/QPointer>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+constexpr unsigned int General = BlockDefinition::GeneralFamily;
+
+ParameterDefinition *parameter(const QString &shortName, unsigned short elements = 1)
+{
+    auto *definition = new SimpleParameterDefinition;
+    definition->setElementCount(elements);
+    ParameterText name;
+    name.setMultilingualShortText(Text(1, shortName));
+    definition->setName(name);
+    return definition;
+}
+
+QString shortName(const ParameterDefinition *definition)
+{
+    return definition ? definition->name().multilingualShortText().text(1) : QString();
+}
+
+// A scratch storage file with one version storage.
+struct Scratch
+{
+    Scratch()
+    {
+        file.create(QString());
+        root.reset(file.createRootView());
+    }
+    FileView file;
+    std::unique_ptr<FileStorageView> root;
+};
+
+} // namespace
+
+class tst_Parameters : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void lookupsFallBackToGeneral();
+    void lists_data();
+    void lists();
+    void attachAndDetachSignals();
+    void parameterDefinitionBlock();
+    void storageAsymmetry();
+    void cloneCopiesParameterDefinitions();
+    void parameterLevels_data();
+    void parameterLevels();
+
+    void ksbBinaries();
+    void propertyLookups();
+};
+
+void tst_Parameters::lookupsFallBackToGeneral()
+{
+    std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("StandardBlock_200001")));
+    BlockDefinition *definition = block->createDefinition();
+    ParameterDefinition *general = parameter(QStringLiteral("G"));
+    ParameterDefinition *family = parameter(QStringLiteral("F"));
+    definition->attachParameterGeneralDefinition(7, general);
+    definition->attachParameterFamilyDefinition(3, 7, family);
+
+    QCOMPARE(definition->parameterDefinition(3, 7), family);
+    QCOMPARE(definition->parameterDefinition(4, 7), general);
+    QCOMPARE(definition->parameterDefinition(General, 7), general);
+    QVERIFY(!definition->parameterDefinition(3, 8));
+    QCOMPARE(definition->parameterDefinitionList(4), QList<unsigned int>{7});
+    QCOMPARE(general->owner(), block.get());
+    QCOMPARE(family->owner(), block.get());
+
+    // Detaching the general definition leaves the family's in place.
+    std::unique_ptr<ParameterDefinition> detached(definition->detachParameterGeneralDefinition(7));
+    QCOMPARE(detached.get(), general);
+    QCOMPARE(definition->parameterDefinition(3, 7), family);
+    QVERIFY(!definition->parameterDefinition(4, 7));
+}
+
+void tst_Parameters::lists_data()
+{
+    QTest::addColumn<QList<uint>>("familyNumbers");  // family 3
+    QTest::addColumn<QList<uint>>("generalNumbers");
+    QTest::addColumn<uint>("family");
+    QTest::addColumn<QList<uint>>("expected");
+
+    QTest::newRow("family-and-general") << QList<uint>{9, 2} << QList<uint>{2, 5} << 3u << QList<uint>{2, 5, 9};
+    QTest::newRow("other-family-sees-general") << QList<uint>{9, 2} << QList<uint>{2, 5} << 4u << QList<uint>{2, 5};
+    QTest::newRow("general-once") << QList<uint>{9} << QList<uint>{5, 1} << General << QList<uint>{1, 5};
+    QTest::newRow("empty") << QList<uint>{} << QList<uint>{} << 3u << QList<uint>{};
+}
+
+void tst_Parameters::lists()
+{
+    QFETCH(QList<uint>, familyNumbers);
+    QFETCH(QList<uint>, generalNumbers);
+    QFETCH(uint, family);
+    QFETCH(QList<uint>, expected);
+
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    for (uint number : familyNumbers)
+        definition->attachParameterFamilyDefinition(3, number, parameter(QStringLiteral("f")));
+    for (uint number : generalNumbers)
+        definition->attachParameterGeneralDefinition(number, parameter(QStringLiteral("g")));
+    QCOMPARE(definition->parameterDefinitionList(family), expected);
+}
+
+void tst_Parameters::attachAndDetachSignals()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    QSignalSpy changed(definition, &BlockDefinition::changed);
+    definition->attachParameterGeneralDefinition(1, parameter(QStringLiteral("a")));
+    definition->attachParameterFamilyDefinition(2, 1, parameter(QStringLiteral("b")));
+    QCOMPARE(changed.count(), 2);
+    QVERIFY(!definition->detachParameterFamilyDefinition(9, 9));
+    QCOMPARE(changed.count(), 3);
+    delete definition->detachParameterFamilyDefinition(2, 1);
+    QCOMPARE(changed.count(), 4);
+}
+
+void tst_Parameters::parameterDefinitionBlock()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    QVERIFY(!definition->isParameterDefinitionBlock());
+    QVERIFY(definition->isStepInAllowed());
+    definition->attachParameterFamilyDefinition(5, 1, parameter(QStringLiteral("a")));
+    QVERIFY(definition->isParameterDefinitionBlock());
+    QVERIFY(!definition->isStepInAllowed());
+    definition->clear();
+    QVERIFY(!definition->isParameterDefinitionBlock());
+    QVERIFY(definition->parameterDefinitionList(5).isEmpty());
+}
+
+void tst_Parameters::storageAsymmetry()
+{
+    std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("StandardBlock_200002")));
+    BlockDefinition *definition = block->createDefinition(2);
+    ParameterDefinition *general = parameter(QStringLiteral("Gen"), 4);
+    general->setDescriptionText(QStringLiteral("<p>Allgemein ä</p>"));
+    ParameterDefinition *family = parameter(QStringLiteral("Fam"));
+    family->setDescriptionText(QStringLiteral("<p>Familie</p>"));
+    definition->attachParameterGeneralDefinition(7, general);
+    definition->attachParameterFamilyDefinition(3, 7, family);
+    definition->attachParameterFamilyDefinition(3, 8, parameter(QStringLiteral("Only")));
+
+    Scratch scratch;
+    definition->save(scratch.root.get());
+    FileStorageView *parameters = scratch.root->storage(QStringLiteral("Parameter"));
+    QStringList numbers = parameters->storageNames();
+    numbers.sort();
+    QCOMPARE(numbers, (QStringList{QStringLiteral("7"), QStringLiteral("8")}));
+    QStringList streams = parameters->storage(QStringLiteral("7"))->streamNames();
+    streams.sort();
+    QCOMPARE(streams, (QStringList{QStringLiteral("Description.html"), QStringLiteral("Family_3"),
+                                   QStringLiteral("General.ini")}));
+    QCOMPARE(parameters->storage(QStringLiteral("7"))->readStream(QStringLiteral("General.ini")),
+             ParameterDefinitionSaver::saveParameterDefinition(general));
+    // The general definition is written after the family's, so its description stands.
+    QCOMPARE(parameters->storage(QStringLiteral("7"))->readStream(QStringLiteral("Description.html")),
+             QStringLiteral("<p>Allgemein ä</p>").toUtf8());
+
+    std::unique_ptr<Block> loadedBlock(Block::createBlock(QStringLiteral("StandardBlock_200002")));
+    BlockDefinition *loaded = loadedBlock->createDefinition(2);
+    QVERIFY(loaded->load(scratch.root.get()));
+    // Family definitions written by the library are not read back.
+    QCOMPARE(loaded->parameterDefinitionList(3), QList<unsigned int>{7});
+    ParameterDefinition *reloaded = loaded->parameterDefinition(3, 7);
+    QCOMPARE(shortName(reloaded), QStringLiteral("Gen"));
+    QCOMPARE(reloaded->elementCount(), 4);
+    QCOMPARE(reloaded->version(), 2u);
+    QCOMPARE(reloaded->owner(), loadedBlock.get());
+    QCOMPARE(reloaded->descriptionText(), QStringLiteral("<p>Allgemein ä</p>"));
+
+    // A family definition stored with the ".ini" suffix is read; it keeps the description of
+    // its own text and never takes the number's "Description.html".
+    FileStorageView *number9 = scratch.root->storage(QStringLiteral("Parameter"))->storage(QStringLiteral("9"));
+    number9->writeStream(QStringLiteral("Family_4.ini"), ParameterDefinitionSaver::saveParameterDefinition(family));
+    number9->writeStream(QStringLiteral("Description.html"), "ignored");
+    number9->writeStream(QStringLiteral("Family_5.ini"), "not a definition");
+    scratch.root->storage(QStringLiteral("Parameter"))->storage(QStringLiteral("x9"))->writeStream(
+        QStringLiteral("General.ini"), ParameterDefinitionSaver::saveParameterDefinition(family));
+    std::unique_ptr<Block> again(Block::createBlock(QStringLiteral("StandardBlock_200002")));
+    BlockDefinition *third = again->createDefinition(2);
+    QVERIFY(third->load(scratch.root.get()));
+    QCOMPARE(third->parameterDefinitionList(4), (QList<unsigned int>{7, 9}));
+    QCOMPARE(third->parameterDefinitionList(5), QList<unsigned int>{7});
+    QCOMPARE(shortName(third->parameterDefinition(4, 9)), QStringLiteral("Fam"));
+    QCOMPARE(third->parameterDefinition(4, 9)->descriptionText(), QStringLiteral("<p>Familie</p>"));
+}
+
+void tst_Parameters::cloneCopiesParameterDefinitions()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *source = block->createDefinition(0);
+    source->attachParameterGeneralDefinition(1, parameter(QStringLiteral("one"), 3));
+    source->attachParameterFamilyDefinition(6, 2, parameter(QStringLiteral("two")));
+
+    std::unique_ptr<Block> other(Block::createUserBlock());
+    BlockDefinition *copy = other->createDefinition(5);
+    copy->cloneFrom(source);
+    QCOMPARE(copy->parameterDefinitionList(6), (QList<unsigned int>{1, 2}));
+    ParameterDefinition *cloned = copy->parameterDefinition(General, 1);
+    QVERIFY(cloned != source->parameterDefinition(General, 1));
+    QCOMPARE(shortName(cloned), QStringLiteral("one"));
+    QCOMPARE(cloned->elementCount(), 3);
+    QCOMPARE(cloned->version(), 5u);
+    QCOMPARE(cloned->owner(), other.get());
+    QCOMPARE(ParameterDefinitionSaver::saveParameterDefinition(cloned),
+             ParameterDefinitionSaver::saveParameterDefinition(source->parameterDefinition(General, 1)));
+}
+
+void tst_Parameters::parameterLevels_data()
+{
+    QTest::addColumn<QString>("streamName");
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("parameter"); // empty: nothing read
+    QTest::addColumn<uint>("family");
+    QTest::addColumn<QString>("read");
+    QTest::addColumn<QString>("write");
+
+    const QByteArray header(";type=\"parameterlevel\" version=\"0\"\r\n\r\n");
+    QTest::newRow("indexed-general") << "P1234[2].ini" << header + "[General]\r\nLevelRead=3\r\n"
+                                     << "P1234[2]" << General << "3" << "";
+    QTest::newRow("family-both") << "A12.ini" << header + "[Family_4]\r\nLevelRead=1\r\nLevelWrite=6\r\n"
+                                 << "A12" << 4u << "1" << "6";
+    QTest::newRow("any-suffix") << "P7.anything.here" << header + "[General]\r\nLevelWrite=2\r\n"
+                                << "P7" << General << "" << "2";
+    QTest::newRow("no-suffix") << "P8" << header + "[General]\r\nLevelRead=x\r\n" << "P8" << General << "x" << "";
+    QTest::newRow("wrong-header") << "P9.ini" << QByteArray(";type=\"parametervalue\" version=\"0\"\r\n\r\n[General]\r\nLevelRead=3\r\n")
+                                  << "" << General << "" << "";
+    QTest::newRow("version-1") << "P9.ini" << QByteArray(";type=\"parameterlevel\" version=\"1\"\r\n\r\n[General]\r\nLevelRead=3\r\n")
+                               << "" << General << "" << "";
+    QTest::newRow("odd-name") << "[x].ini" << header + "[General]\r\nLevelRead=3\r\n" << "" << General << "" << "";
+    QTest::newRow("other-section") << "P5.ini" << header + "[Family_x]\r\nLevelRead=3\r\n" << "" << General << "" << "";
+}
+
+void tst_Parameters::parameterLevels()
+{
+    QFETCH(QString, streamName);
+    QFETCH(QByteArray, text);
+    QFETCH(QString, parameter);
+    QFETCH(uint, family);
+    QFETCH(QString, read);
+    QFETCH(QString, write);
+
+    Scratch scratch;
+    scratch.root->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\n");
+    scratch.root->storage(QStringLiteral("ParameterLevel"))->writeStream(streamName, text);
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    QVERIFY(definition->load(scratch.root.get()));
+    BlockInstantiationData *data = definition->instantiationData();
+    if (parameter.isEmpty()) {
+        QVERIFY(data->targetParameter(General).isEmpty());
+        return;
+    }
+    QCOMPARE(data->targetParameter(family), QList<QString>{parameter});
+    QCOMPARE(data->targetParameterPropertyValue(family, parameter, 5), read);
+    QCOMPARE(data->targetParameterPropertyValue(family, parameter, 6), write);
+}
+
+void tst_Parameters::ksbBinaries()
+{
+    BlockInstantiationData data;
+    data.setGeneralKsbBinary(4, "general-4");
+    data.setFamilyKsbBinary(2, 4, "family-2-4");
+    data.setFamilyKsbBinary(2, 7, "family-2-7");
+    data.setFamilyKsbBinary(5, 4, "family-5-4");
+    QCOMPARE(data.ksbBinaries(2), (QList<unsigned int>{4, 7}));
+    QCOMPARE(data.ksbBinaries(3), QList<unsigned int>{4});
+    QCOMPARE(data.ksbBinary(3, 4), QByteArray("general-4"));
+    QCOMPARE(data.ksbBinary(2, 4), QByteArray("family-2-4"));
+    QCOMPARE(data.ksbBinary(3, 7), QByteArray());
+    data.setFamilyKsbBinary(2, 4, "replaced");
+    QCOMPARE(data.ksbBinary(2, 4), QByteArray("replaced"));
+    QCOMPARE(data.ksbBinaries(General), QList<unsigned int>{4});
+}
+
+void tst_Parameters::propertyLookups()
+{
+    BlockInstantiationData data;
+    data.setFamilyParameterProperty(5, QStringLiteral("B"), 109, QStringLiteral("b5"));
+    data.setGeneralParameterProperty(QStringLiteral("A"), 109, QStringLiteral("a"));
+    data.setGeneralParameterProperty(QStringLiteral("A"), 5, QStringLiteral("a-read"));
+    data.setFamilyParameterProperty(5, QStringLiteral("A"), 6, QStringLiteral("a5-write"));
+    data.setGeneralParameterProperty(QStringLiteral("B"), 109, QStringLiteral("b"));
+
+    QCOMPARE(data.targetParameter(5), (QList<QString>{QStringLiteral("B"), QStringLiteral("A")}));
+    // The order is that of first setting, whichever family set it.
+    QCOMPARE(data.targetParameter(6), (QList<QString>{QStringLiteral("B"), QStringLiteral("A")}));
+    QCOMPARE(data.targetParameterPropertyValue(5, QStringLiteral("A"), 109), QStringLiteral("a"));
+    QCOMPARE(data.targetParameterPropertyValue(5, QStringLiteral("A"), 6), QStringLiteral("a5-write"));
+    QCOMPARE(data.targetParameterPropertyValue(6, QStringLiteral("A"), 6), QString());
+    QCOMPARE(data.targetParameterPropertyValue(5, QStringLiteral("C"), 109), QString());
+
+    QList<int> numbers = data.targetParameterPropertyNumbers(5, QStringLiteral("A"));
+    QCOMPARE(numbers.first(), 6); // the family's own numbers come first
+    std::sort(numbers.begin(), numbers.end());
+    QCOMPARE(numbers, (QList<int>{5, 6, 109}));
+    numbers = data.targetParameterPropertyNumbers(6, QStringLiteral("A"));
+    std::sort(numbers.begin(), numbers.end());
+    QCOMPARE(numbers, (QList<int>{5, 109}));
+}
+
+QTEST_MAIN(tst_Parameters)
+#include "tst_parameters.moc"
