@@ -120,8 +120,6 @@ public:
     BlockCode *code() const;
     LibraryBlockDefinitionSubWindow *editSubWindow() const;
 
-    bool showPropertiesView(bool readOnly, unsigned int family);
-
     // Objects that use this definition; not owned, no duplicates.
     void registerInstance(QObject *instance);
     void unregisterInstance(QObject *instance);
