@@ -451,7 +451,7 @@ QString BlockDefinition::toolTipText() const
 {
     if (!d->block)
         return QString();
-    QString tip = tr("%1 (%2)").arg(d->block->name().text()).arg(d->version);
+    QString tip = tr("%1 (%2)").arg(d->block->name().text(), QString::number(d->version));
 
     QByteArray description;
     if (d->version != 0) {
