@@ -75,6 +75,25 @@ QByteArray defaultImage(const QString &resource)
     return image;
 }
 
+// The text from the first type line of that kind on; empty when there is none. A version made
+// from a template carries a second type line, "templateblock", that introduces its
+// "[Template]" section, while the type-line reader only sees the first type line of a stream.
+QByteArray fromTypeLine(const QByteArray &data, const QString &kind)
+{
+    qsizetype start = 0;
+    while (start < data.size()) {
+        qsizetype end = data.indexOf('\n', start);
+        if (end < 0)
+            end = data.size();
+        StreamType type;
+        type.setStreamData(data.mid(start, end - start));
+        if (type.contains(kind))
+            return data.mid(start);
+        start = end + 1;
+    }
+    return QByteArray();
+}
+
 QList<int> sortedPins(const QHash<int, BlockPin *> &pins, int function)
 {
     QList<int> numbers;
@@ -1000,7 +1019,7 @@ bool BlockDefinitionPrivate::load(FileStorageView *storage)
             descriptionText = storage->readStream(DescriptionStream);
     }
     TypedIniReader templateReader;
-    if (templateReader.setData(info, QStringLiteral("templateblock")))
+    if (templateReader.setData(fromTypeLine(info, QStringLiteral("templateblock")), QStringLiteral("templateblock")))
         readTemplate(templateReader);
     (void)localBlockLibrary->load(storage);
     return infoFound;
