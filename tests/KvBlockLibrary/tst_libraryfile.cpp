@@ -4,6 +4,7 @@
 #include <KvBlockLibrary/BlockLibraryFile.h>
 #include <KvBlockLibrary/BlockPin.h>
 #include <KvBlockLibrary/BlockSkin.h>
+#include <KvSystem/System.h>
 #include <LxFileSystem/FileStorageView.h>
 #include <LxFileSystem/FileView.h>
 #include <LxUtilities/AppSettings.h>
@@ -236,28 +237,42 @@ private:
     bool m_locked = false;
 };
 
-// Records what a file dialog showed when it opened, before anyone answers it.
-class FileDialogRecorder : public QObject
+// Records what the dialogs showed when they opened, before anyone answers them.
+class DialogRecorder : public QObject
 {
 public:
-    FileDialogRecorder() { qApp->installEventFilter(this); }
-    ~FileDialogRecorder() override { qApp->removeEventFilter(this); }
+    DialogRecorder() { qApp->installEventFilter(this); }
+    ~DialogRecorder() override { qApp->removeEventFilter(this); }
 
-    QString title;
+    int fileDialogs = 0;
+    QString fileDialogTitle;
     QStringList filters;
     QString directory;
-    int shown = 0;
+    QWidget *fileDialogParent = nullptr;
+
+    int messageBoxes = 0;
+    QMessageBox::StandardButtons buttons;
+    QMessageBox::StandardButton defaultButton = QMessageBox::NoButton;
+    QMessageBox::Icon icon = QMessageBox::NoIcon;
+    QWidget *messageBoxParent = nullptr;
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (event->type() == QEvent::Show) {
-            if (auto *dialog = qobject_cast<QFileDialog *>(watched)) {
-                ++shown;
-                title = dialog->windowTitle();
-                filters = dialog->nameFilters();
-                directory = dialog->directory().absolutePath();
-            }
+        if (event->type() != QEvent::Show)
+            return false;
+        if (auto *dialog = qobject_cast<QFileDialog *>(watched)) {
+            ++fileDialogs;
+            fileDialogTitle = dialog->windowTitle();
+            filters = dialog->nameFilters();
+            directory = dialog->directory().absolutePath();
+            fileDialogParent = dialog->parentWidget();
+        } else if (auto *box = qobject_cast<QMessageBox *>(watched)) {
+            ++messageBoxes;
+            buttons = box->standardButtons();
+            defaultButton = box->standardButton(box->defaultButton());
+            icon = box->icon();
+            messageBoxParent = box->parentWidget();
         }
         return false;
     }
@@ -314,6 +329,8 @@ private:
     std::unique_ptr<BlockLibraryFile> savedLibrary(const QString &file);
 
     std::unique_ptr<QTemporaryDir> m_settingsDir;
+    // The parent of every dialog; never shown.
+    QWidget m_mainWindow;
     std::unique_ptr<QTemporaryDir> m_dir;
 };
 
@@ -322,6 +339,7 @@ void tst_LibraryFile::initTestCase()
     m_settingsDir = std::make_unique<QTemporaryDir>();
     QVERIFY(m_settingsDir->isValid());
     AppSettings::instance()->setSettingsFile(m_settingsDir->filePath(QStringLiteral("settings.ini")));
+    System::instance()->setMainWindow(&m_mainWindow);
 }
 
 void tst_LibraryFile::init()
@@ -589,9 +607,15 @@ void tst_LibraryFile::prepareClose()
     addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
     QVERIFY(library->modified());
 
+    DialogRecorder recorder;
     auto answerer = answer(Answer(reply));
     QCOMPARE(library->prepareClose(), result);
     QVERIFY(answerer->answered());
+    QCOMPARE(recorder.messageBoxes, 1);
+    QCOMPARE(recorder.buttons, QMessageBox::Yes | QMessageBox::No | QMessageBox::Abort);
+    QCOMPARE(recorder.defaultButton, QMessageBox::Abort);
+    QCOMPARE(recorder.icon, QMessageBox::Question);
+    QCOMPARE(recorder.messageBoxParent, &m_mainWindow);
     QCOMPARE(answerer->title(), CloseTitle);
     QCOMPARE(answerer->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"Antrieb.bli\" gespeichert werden?"));
     QCOMPARE(library->modified(), !saves);
@@ -627,16 +651,21 @@ void tst_LibraryFile::cancelledSaveDialog()
 {
     BlockLibraryFile library;
     addBlock(library.library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
-    FileDialogRecorder recorder;
+    DialogRecorder recorder;
     auto cancel = DialogAnswerer::reject();
     auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
     QSignalSpy modified(&library, &BlockLibraryContainer::modifiedChanged);
 
     QVERIFY(!library.save(QString()));
-    QCOMPARE(recorder.shown, 1);
-    QCOMPARE(recorder.title, QStringLiteral("Bibliothek Speichern"));
+    QCOMPARE(recorder.fileDialogs, 1);
+    QCOMPARE(recorder.fileDialogTitle, QStringLiteral("Bibliothek Speichern"));
     QCOMPARE(recorder.filters, QStringList{QStringLiteral("Bausteinbibliotheken (*.bli)")});
     QCOMPARE(recorder.directory, QDir(m_dir->path()).absolutePath());
+    QCOMPARE(recorder.fileDialogParent, &m_mainWindow);
+    QCOMPARE(recorder.messageBoxes, 1);
+    QCOMPARE(recorder.buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QCOMPARE(recorder.icon, QMessageBox::Critical);
+    QCOMPARE(recorder.messageBoxParent, &m_mainWindow);
     QVERIFY(cancel->answered());
     QVERIFY(acknowledge->answered());
     QCOMPARE(acknowledge->title(), SaveTitle);
