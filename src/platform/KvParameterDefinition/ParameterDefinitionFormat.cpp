@@ -500,6 +500,9 @@ private:
             ParameterProperty &property =
                 existingProperty(element, path.at(1), ParameterProperty::eTypeParameterTextMap, name);
             ParameterTextMap map = property.asParameterTextMap();
+            // Let go of the property's reference first, so that the insert below does not
+            // copy the whole map for each of its sections.
+            property = ParameterProperty();
             const qint64 key = parseSigned(path.at(2), std::numeric_limits<qint64>::min(),
                                            std::numeric_limits<qint64>::max(), "map key");
             if (!map.contains(key))
