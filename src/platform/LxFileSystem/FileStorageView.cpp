@@ -10,13 +10,21 @@ bool sameBytes(const QByteArray &a, const QByteArray &b)
     return (a.constData() == b.constData() && a.size() == b.size()) || a == b;
 }
 
-template<typename Map>
-QStringList keys(const Map &map)
+QStringList names(const StreamList &streams)
 {
     QStringList names;
-    names.reserve(qsizetype(map.size()));
-    for (const auto &entry : map)
-        names.append(entry.first);
+    names.reserve(streams.size());
+    for (const StorageStream &stream : streams)
+        names.append(stream.name);
+    return names;
+}
+
+QStringList names(const std::map<QString, StorageNodePtr> &children)
+{
+    QStringList names;
+    names.reserve(qsizetype(children.size()));
+    for (const auto &child : children)
+        names.append(child.first);
     return names;
 }
 
@@ -75,36 +83,35 @@ QString FileStorageView::path() const
 
 QStringList FileStorageView::streamNames() const
 {
-    return d->isLive() ? keys(d->node->streams) : QStringList();
+    return d->isLive() ? names(d->node->streams) : QStringList();
 }
 
 QStringList FileStorageView::storageNames() const
 {
-    return d->isLive() ? keys(d->node->children) : QStringList();
+    return d->isLive() ? names(d->node->children) : QStringList();
 }
 
 void FileStorageView::writeStream(const QString &name, const QByteArray &data)
 {
     if (!d->node)
         return;
-    auto &streams = d->node->streams;
-    const auto existing = streams.find(name);
-    const bool wouldChange = existing == streams.end() || !sameBytes(existing->second, data);
-    if (!d->beginWrite(wouldChange))
+    StreamList &streams = d->node->streams;
+    const qsizetype index = d->node->findStream(name);
+    const bool exists = index < streams.size() && streams.at(index).name == name;
+    if (!d->beginWrite(!exists || !sameBytes(streams.at(index).data, data)))
         return;
-    if (existing != streams.end())
-        existing->second = data;
+    if (exists)
+        streams[index] = StorageStream { name, data };
     else
-        streams.emplace_hint(existing, name, data);
+        streams.insert(index, StorageStream { name, data });
 }
 
 QByteArray FileStorageView::readStream(const QString &name) const
 {
     if (!d->isLive())
         return QByteArray();
-    const auto &streams = d->node->streams;
-    const auto found = streams.find(name);
-    return found != streams.end() ? found->second : QByteArray();
+    const StorageStream *stream = d->node->stream(name);
+    return stream ? stream->data : QByteArray();
 }
 
 FileStorageView *FileStorageView::storage(const QString &name)
@@ -169,8 +176,8 @@ void FileStorageView::removeStream(const QString &name)
 {
     if (!d->node)
         return;
-    auto &streams = d->node->streams;
-    const auto found = streams.find(name);
-    if (d->beginWrite(found != streams.end()))
-        streams.erase(found);
+    const qsizetype index = d->node->findStream(name);
+    const bool exists = index < d->node->streams.size() && d->node->streams.at(index).name == name;
+    if (d->beginWrite(exists))
+        d->node->streams.remove(index);
 }

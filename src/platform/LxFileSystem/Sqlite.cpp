@@ -200,6 +200,15 @@ QString Statement::columnText(int column) const
     return QString(static_cast<const QChar *>(text), bytes / qsizetype(sizeof(QChar)));
 }
 
+QStringView Statement::columnTextView(int column) const
+{
+    const void *text = sqlite3_column_text16(m_statement, column);
+    const int bytes = sqlite3_column_bytes16(m_statement, column);
+    if (!text || bytes <= 0)
+        return QStringView();
+    return QStringView(static_cast<const QChar *>(text), bytes / qsizetype(sizeof(QChar)));
+}
+
 QByteArray Statement::columnBlob(int column) const
 {
     const void *data = sqlite3_column_blob(m_statement, column);
@@ -207,6 +216,15 @@ QByteArray Statement::columnBlob(int column) const
     if (!data || bytes <= 0)
         return QByteArray();
     return QByteArray(static_cast<const char *>(data), bytes);
+}
+
+QByteArrayView Statement::columnBlobView(int column) const
+{
+    const void *data = sqlite3_column_blob(m_statement, column);
+    const int bytes = sqlite3_column_bytes(m_statement, column);
+    if (!data || bytes <= 0)
+        return QByteArrayView();
+    return QByteArrayView(static_cast<const char *>(data), bytes);
 }
 
 Transaction::~Transaction()

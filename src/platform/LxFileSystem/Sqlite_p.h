@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QByteArray>
+#include <QtCore/QByteArrayView>
 #include <QtCore/QString>
 
 struct sqlite3;
@@ -83,7 +84,11 @@ public:
     int columnType(int column) const;
     qint64 columnInt64(int column) const;
     QString columnText(int column) const;
+    // The text without a copy; valid until the statement moves on.
+    QStringView columnTextView(int column) const;
     QByteArray columnBlob(int column) const;
+    // The bytes without a copy; valid until the statement moves on.
+    QByteArrayView columnBlobView(int column) const;
 
 private:
     friend class Database;

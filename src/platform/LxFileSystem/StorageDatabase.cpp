@@ -108,58 +108,43 @@ StorageFileStatus statusFromErrno(int error, StorageFileStatus::Code fallback)
     }
 }
 
-// Snapshot rows grouped by the storage that holds them, each group in name order, so that
-// a commit can walk the tree and the file side by side.
+// The snapshot's storages grouped by parent, each group in name order, so that a commit can
+// walk the tree and the file side by side.
 class SnapshotIndex
 {
 public:
-    using Range = std::pair<const int *, const int *>;
+    using Range = std::pair<const size_t *, const size_t *>;
 
     explicit SnapshotIndex(const StorageSnapshot &snapshot) : m_snapshot(snapshot)
     {
-        m_streams.resize(snapshot.streams.size());
-        for (size_t i = 0; i < m_streams.size(); ++i)
-            m_streams[i] = int(i);
-        std::sort(m_streams.begin(), m_streams.end(), [&](int a, int b) {
-            const auto &x = snapshot.streams[size_t(a)];
-            const auto &y = snapshot.streams[size_t(b)];
-            return x.storage != y.storage ? x.storage < y.storage : x.name < y.name;
-        });
         for (size_t i = 0; i < snapshot.storages.size(); ++i) {
-            if (snapshot.storages[i].id != snapshot.rootId)
-                m_storages.push_back(int(i));
+            if (i != snapshot.root)
+                m_byParent.push_back(i);
         }
-        std::sort(m_storages.begin(), m_storages.end(), [&](int a, int b) {
-            const auto &x = snapshot.storages[size_t(a)];
-            const auto &y = snapshot.storages[size_t(b)];
+        std::sort(m_byParent.begin(), m_byParent.end(), [&](size_t a, size_t b) {
+            const auto &x = snapshot.storages[a];
+            const auto &y = snapshot.storages[b];
             return x.parent != y.parent ? x.parent < y.parent : x.name < y.name;
         });
     }
 
-    Range streamsOf(qint64 storage) const
+    Range childrenOf(qint64 parent) const
     {
-        const auto range = std::equal_range(m_streams.begin(), m_streams.end(), storage, ByKey<&StorageSnapshot::streams, &StorageSnapshot::Stream::storage> { m_snapshot });
-        return { m_streams.data() + (range.first - m_streams.begin()), m_streams.data() + (range.second - m_streams.begin()) };
-    }
-
-    Range storagesOf(qint64 parent) const
-    {
-        const auto range = std::equal_range(m_storages.begin(), m_storages.end(), parent, ByKey<&StorageSnapshot::storages, &StorageSnapshot::Storage::parent> { m_snapshot });
-        return { m_storages.data() + (range.first - m_storages.begin()), m_storages.data() + (range.second - m_storages.begin()) };
+        const auto range = std::equal_range(m_byParent.begin(), m_byParent.end(), parent, ByParent { m_snapshot });
+        return { m_byParent.data() + (range.first - m_byParent.begin()),
+                 m_byParent.data() + (range.second - m_byParent.begin()) };
     }
 
 private:
-    template<auto Rows, auto Key>
-    struct ByKey
+    struct ByParent
     {
         const StorageSnapshot &snapshot;
-        bool operator()(int row, qint64 key) const { return (snapshot.*Rows)[size_t(row)].*Key < key; }
-        bool operator()(qint64 key, int row) const { return key < (snapshot.*Rows)[size_t(row)].*Key; }
+        bool operator()(size_t row, qint64 parent) const { return snapshot.storages[row].parent < parent; }
+        bool operator()(qint64 parent, size_t row) const { return parent < snapshot.storages[row].parent; }
     };
 
     const StorageSnapshot &m_snapshot;
-    std::vector<int> m_streams;
-    std::vector<int> m_storages;
+    std::vector<size_t> m_byParent;
 };
 
 // Receives the changes that turn the file's rows into the tree. Returning false stops the walk.
@@ -190,46 +175,30 @@ public:
             m_index.emplace(*snapshot);
     }
 
-    // Walks node, stored as row id; inFile tells whether that row existed in the snapshot.
-    bool walk(const StorageNode &node, qint64 id, bool inFile)
-    {
-        SnapshotIndex::Range files = inFile ? m_index->streamsOf(id) : SnapshotIndex::Range();
-        auto live = node.streams.begin();
-        while (live != node.streams.end() || files.first != files.second) {
-            const StorageSnapshot::Stream *stored =
-                    files.first != files.second ? &m_snapshot->streams[size_t(*files.first)] : nullptr;
-            if (live == node.streams.end() || (stored && stored->name < live->first)) {
-                if (!m_sink.deleteStream(stored->id))
-                    return false;
-                ++files.first;
-            } else if (!stored || live->first < stored->name) {
-                if (!m_sink.insertStream(id, live->first, live->second))
-                    return false;
-                ++live;
-            } else {
-                if (!sameBytes(live->second, stored->data) && !m_sink.updateStream(stored->id, live->second))
-                    return false;
-                ++live;
-                ++files.first;
-            }
-        }
+    bool walkRoot(const StorageNode &root) { return walk(root, m_snapshot->storages[m_snapshot->root].id, &m_snapshot->storages[m_snapshot->root]); }
 
-        SnapshotIndex::Range storages = inFile ? m_index->storagesOf(id) : SnapshotIndex::Range();
+    // Walks node, stored as row id; stored is what the file held for it, or null for a new storage.
+    bool walk(const StorageNode &node, qint64 id, const StorageSnapshot::Storage *stored)
+    {
+        if (!walkStreams(node.streams, id, stored ? stored->streams : StreamList()))
+            return false;
+
+        SnapshotIndex::Range storages = stored ? m_index->childrenOf(id) : SnapshotIndex::Range();
         auto child = node.children.begin();
         while (child != node.children.end() || storages.first != storages.second) {
-            const StorageSnapshot::Storage *stored =
-                    storages.first != storages.second ? &m_snapshot->storages[size_t(*storages.first)] : nullptr;
-            if (child == node.children.end() || (stored && stored->name < child->first)) {
-                if (!removeStorage(stored->id))
+            const StorageSnapshot::Storage *storedChild =
+                    storages.first != storages.second ? &m_snapshot->storages[*storages.first] : nullptr;
+            if (child == node.children.end() || (storedChild && storedChild->name < child->first)) {
+                if (!removeStorage(storedChild->id))
                     return false;
                 ++storages.first;
-            } else if (!stored || child->first < stored->name) {
+            } else if (!storedChild || child->first < storedChild->name) {
                 qint64 childId = 0;
-                if (!m_sink.insertStorage(id, child->first, &childId) || !walk(*child->second, childId, false))
+                if (!m_sink.insertStorage(id, child->first, &childId) || !walk(*child->second, childId, nullptr))
                     return false;
                 ++child;
             } else {
-                if (!walk(*child->second, stored->id, true))
+                if (!walk(*child->second, storedChild->id, storedChild))
                     return false;
                 ++child;
                 ++storages.first;
@@ -239,10 +208,36 @@ public:
     }
 
 private:
+    bool walkStreams(const StreamList &live, qint64 id, const StreamList &stored)
+    {
+        // Untouched since loading: still the very list the snapshot holds.
+        if (live.constData() == stored.constData() && live.size() == stored.size())
+            return true;
+        auto current = live.cbegin();
+        auto old = stored.cbegin();
+        while (current != live.cend() || old != stored.cend()) {
+            if (current == live.cend() || (old != stored.cend() && old->name < current->name)) {
+                if (!m_sink.deleteStream(old->id))
+                    return false;
+                ++old;
+            } else if (old == stored.cend() || current->name < old->name) {
+                if (!m_sink.insertStream(id, current->name, current->data))
+                    return false;
+                ++current;
+            } else {
+                if (!sameBytes(current->data, old->data) && !m_sink.updateStream(old->id, current->data))
+                    return false;
+                ++current;
+                ++old;
+            }
+        }
+        return true;
+    }
+
     bool removeStorage(qint64 id)
     {
-        for (auto range = m_index->storagesOf(id); range.first != range.second; ++range.first) {
-            if (!removeStorage(m_snapshot->storages[size_t(*range.first)].id))
+        for (auto range = m_index->childrenOf(id); range.first != range.second; ++range.first) {
+            if (!removeStorage(m_snapshot->storages[*range.first].id))
                 return false;
         }
         return m_sink.deleteStorage(id);
@@ -251,6 +246,77 @@ private:
     const StorageSnapshot *m_snapshot;
     std::optional<SnapshotIndex> m_index;
     ChangeSink &m_sink;
+};
+
+// Packs the streams read from a file into a few large blocks instead of one allocation each:
+// loading, walking and freeing a library then touch far fewer heap blocks. Each stream is a
+// QByteArray pointing into its block and holding a reference to it, the way Qt 6 itself
+// keeps arrays whose data starts inside their allocation. Writing to such a stream
+// detaches it as usual; a block is freed with its last stream.
+class StreamArena
+{
+public:
+    QByteArray copy(const char *data, qsizetype size)
+    {
+        if (size == 0)
+            return QByteArray();
+        if (size > kMaxPackedSize)
+            return QByteArray(data, size);
+        // Every stream keeps its terminating '\0', as QByteArray promises.
+        if (!m_block.d_ptr() || m_used + size + 1 > m_block.d_ptr()->constAllocatedCapacity()) {
+            auto [header, start] = QTypedArrayData<char>::allocate(kBlockSize);
+            if (!header)
+                qBadAlloc();
+            m_block = QByteArray::DataPointer(header, start, 0);
+            m_used = 0;
+        }
+        QByteArray::DataPointer slice = m_block;
+        slice.ptr = m_block.data() + m_used;
+        slice.size = size;
+        memcpy(slice.ptr, data, size_t(size));
+        slice.ptr[size] = '\0';
+        m_used += size + 1;
+        return QByteArray(std::move(slice));
+    }
+
+private:
+    // Large enough that block bookkeeping vanishes, small enough that a caller keeping one
+    // stream does not pin much memory.
+    static constexpr qsizetype kBlockSize = 1024 * 1024;
+    static constexpr qsizetype kMaxPackedSize = kBlockSize / 8;
+    QByteArray::DataPointer m_block;
+    qsizetype m_used = 0;
+};
+
+// Stream names repeat in every storage ("Info.ini" in every block); reading each once saves
+// an allocation per stream and the memory of a copy per storage.
+class NameTable
+{
+public:
+    QString intern(QStringView name)
+    {
+        size_t slot = qHash(name) & (kSlots - 1);
+        for (size_t probe = 0; probe < kSlots; ++probe, slot = (slot + 1) & (kSlots - 1)) {
+            QString &entry = m_slots[slot];
+            if (entry.isNull()) {
+                if (m_used == kMaxNames)
+                    break;
+                ++m_used;
+                entry = name.toString();
+                return entry;
+            }
+            if (entry == name)
+                return entry;
+        }
+        return name.toString();
+    }
+
+private:
+    // Enough for the stream names of any library; names beyond are simply not shared.
+    static constexpr size_t kSlots = 1024;
+    static constexpr size_t kMaxNames = kSlots / 2;
+    std::vector<QString> m_slots = std::vector<QString>(kSlots);
+    size_t m_used = 0;
 };
 
 // Finds out whether there is any change at all, stopping at the first.
@@ -500,13 +566,9 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
     if (!status.isOk())
         return status;
 
-    // Storage rows first: streams can only be placed once every storage exists.
-    struct Row
-    {
-        qint64 parent;
-        StorageNodePtr node;
-    };
-    std::vector<Row> rows;
+    // Storage rows first: streams can only be placed once every storage exists. nodes[i]
+    // belongs to snapshot->storages[i]; the root's entry holds no reference of its own.
+    std::vector<StorageNodePtr> nodes;
     QHash<qint64, StorageNode *> byId;
     bool haveRoot = false;
     LxSqlite::Statement storages;
@@ -526,13 +588,14 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
             if (haveRoot)
                 return { StorageFileStatus::Damaged, QStringLiteral("two root storages") };
             haveRoot = true;
-            snapshot->rootId = id;
+            snapshot->root = nodes.size();
+            nodes.push_back(nullptr);
             byId.insert(id, &root);
         } else {
-            rows.push_back({ storages.columnInt64(1), std::make_shared<StorageNode>(name, nullptr, 0) });
-            byId.insert(id, rows.back().node.get());
+            nodes.push_back(std::make_shared<StorageNode>(name, nullptr, 0));
+            byId.insert(id, nodes.back().get());
         }
-        snapshot->storages.push_back({ id, parentType == SQLITE_NULL ? 0 : storages.columnInt64(1), name });
+        snapshot->storages.push_back({ id, parentType == SQLITE_NULL ? 0 : storages.columnInt64(1), name, {} });
     }
     if (step == Step::Failed)
         return fromSqlite(StorageFileStatus::ReadFailed);
@@ -543,31 +606,35 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
     // file keeps nodes alive and no long chain is torn down recursively.
     struct Unlink
     {
-        std::vector<Row> &rows;
+        std::vector<StorageNodePtr> &nodes;
         StorageNode &root;
         bool armed = true;
         ~Unlink()
         {
             if (!armed)
                 return;
-            for (Row &row : rows)
-                row.node->children.clear();
+            for (StorageNodePtr &node : nodes) {
+                if (node)
+                    node->children.clear();
+            }
             root.children.clear();
             root.streams.clear();
         }
-    } unlink { rows, root };
+    } unlink { nodes, root };
 
-    for (Row &row : rows) {
-        StorageNode *parent = byId.value(row.parent);
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        if (i == snapshot->root)
+            continue;
+        StorageNode *parent = byId.value(snapshot->storages[i].parent);
         if (!parent)
             return { StorageFileStatus::Damaged, QStringLiteral("storage without parent") };
-        if (!parent->children.emplace(row.node->name, row.node).second)
+        if (!parent->children.emplace(nodes[i]->name, nodes[i]).second)
             return { StorageFileStatus::Damaged, QStringLiteral("two storages of one name") };
-        row.node->parent = parent;
+        nodes[i]->parent = parent;
     }
     // Depths, and whether every storage hangs below the root (no cycles, no islands).
     std::vector<StorageNode *> pending { &root };
-    size_t reached = 0;
+    size_t reached = 1;
     while (!pending.empty()) {
         StorageNode *node = pending.back();
         pending.pop_back();
@@ -579,12 +646,14 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
             ++reached;
         }
     }
-    if (reached != rows.size())
+    if (reached != nodes.size())
         return { StorageFileStatus::Damaged, QStringLiteral("storages outside the tree") };
 
     LxSqlite::Statement streams;
     if (!m_db.prepare(streams, "SELECT id, storage, name, data FROM stream"))
         return fromSqlite(StorageFileStatus::ReadFailed);
+    NameTable names;
+    StreamArena arena;
     qint64 currentId = 0;
     StorageNode *current = nullptr;
     while ((step = streams.step()) == Step::Row) {
@@ -598,18 +667,26 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
             if (!current)
                 return { StorageFileStatus::Damaged, QStringLiteral("stream without storage") };
         }
-        QString name = streams.columnText(2);
-        QByteArray data = streams.columnBlob(3);
-        const size_t before = current->streams.size();
-        current->streams.emplace_hint(current->streams.end(), name, data);
-        if (current->streams.size() == before)
-            return { StorageFileStatus::Damaged, QStringLiteral("two streams of one name") };
-        snapshot->streams.push_back({ streams.columnInt64(0), storageId, std::move(name), std::move(data) });
+        const QByteArrayView data = streams.columnBlobView(3);
+        current->streams.append(StorageStream { names.intern(streams.columnTextView(2)),
+                                                arena.copy(data.data(), data.size()), streams.columnInt64(0) });
     }
     if (step == Step::Failed)
         return fromSqlite(StorageFileStatus::ReadFailed);
     if (!transaction.commit())
         return fromSqlite(StorageFileStatus::ReadFailed);
+
+    const auto byName = [](const StorageStream &a, const StorageStream &b) { return a.name < b.name; };
+    const auto sameName = [](const StorageStream &a, const StorageStream &b) { return a.name == b.name; };
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        StreamList &list = i == snapshot->root ? root.streams : nodes[i]->streams;
+        // Rows of one storage come in name order unless later sessions added to it.
+        if (!std::is_sorted(list.cbegin(), list.cend(), byName))
+            std::sort(list.begin(), list.end(), byName);
+        if (std::adjacent_find(list.cbegin(), list.cend(), sameName) != list.cend())
+            return { StorageFileStatus::Damaged, QStringLiteral("two streams of one name") };
+        snapshot->storages[i].streams = list;
+    }
     unlink.armed = false;
     return {};
 }
@@ -643,11 +720,11 @@ StorageFileStatus StorageDatabase::commit(const StorageNode &root, const Storage
         return fromSqlite(StorageFileStatus::WriteFailed);
     bool written;
     if (snapshot) {
-        written = ChangeWalker(snapshot, writer).walk(root, snapshot->rootId, true);
+        written = ChangeWalker(snapshot, writer).walkRoot(root);
     } else {
         qint64 rootId = 0;
         written = m_db.exec("DELETE FROM stream; DELETE FROM storage") && writer.insertRoot(&rootId)
-                && ChangeWalker(nullptr, writer).walk(root, rootId, false);
+                && ChangeWalker(nullptr, writer).walk(root, rootId, nullptr);
     }
     if (written)
         written = m_db.exec("UPDATE revision SET number = number + 1");
@@ -706,7 +783,7 @@ StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const Stora
         const bool written = transaction.begin(LxSqlite::Transaction::Mode::Immediate) && db.exec(kStorageTable)
                 && db.exec(kStreamTable) && db.exec(kRevisionTable)
                 && db.exec("INSERT INTO revision (number) VALUES (1)") && writer.prepare()
-                && writer.insertRoot(&rootId) && ChangeWalker(nullptr, writer).walk(root, rootId, false)
+                && writer.insertRoot(&rootId) && ChangeWalker(nullptr, writer).walk(root, rootId, nullptr)
                 && transaction.commit();
         if (!written)
             return file.fromSqlite(StorageFileStatus::WriteFailed);
@@ -742,6 +819,6 @@ StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const Stora
 bool treeDiffers(const StorageNode &root, const StorageSnapshot &snapshot)
 {
     DifferenceProbe probe;
-    ChangeWalker(&snapshot, probe).walk(root, snapshot.rootId, true);
+    ChangeWalker(&snapshot, probe).walkRoot(root);
     return probe.differs;
 }

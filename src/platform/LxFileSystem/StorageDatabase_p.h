@@ -23,28 +23,22 @@ struct FileIdentity
     quint64 inode = 0;
 };
 
-// What the file held when the session began, row by row, so that a commit writes only the
-// rows whose contents differ from the tree being saved.
+// What the file held when the session began, so that a commit writes only the rows whose
+// contents differ from the tree being saved. The stream lists are shared with the tree
+// until a write changes them.
 struct StorageSnapshot
 {
     struct Storage
     {
         qint64 id;
-        qint64 parent;
+        qint64 parent; // 0 for the root
         QString name;
-    };
-    struct Stream
-    {
-        qint64 id;
-        qint64 storage;
-        QString name;
-        QByteArray data;
+        StreamList streams;
     };
 
-    qint64 rootId = 0;
     qint64 revision = 0;
+    size_t root = 0; // index of the root in storages
     std::vector<Storage> storages;
-    std::vector<Stream> streams;
 };
 
 // The outcome of an operation on a storage file: a cause the caller turns into a message.

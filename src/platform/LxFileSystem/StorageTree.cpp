@@ -2,6 +2,8 @@
 
 #include <QtCore/QStringList>
 
+#include <algorithm>
+
 namespace {
 
 void detachSubtree(StorageNode &node)
@@ -24,7 +26,7 @@ StorageNode::~StorageNode()
 
 void StorageNode::clear()
 {
-    streams.clear();
+    streams = StreamList();
     // A view may hold any node of the removed subtrees; every one of them must end up empty.
     for (auto &child : children)
         detachSubtree(*child.second);
@@ -48,4 +50,17 @@ QString StorageNode::path() const
     for (const StorageNode *node = this; node->parent; node = node->parent)
         names.prepend(node->name);
     return names.join(QLatin1Char('/'));
+}
+
+qsizetype StorageNode::findStream(const QString &name) const
+{
+    const auto found = std::lower_bound(streams.cbegin(), streams.cend(), name,
+                                        [](const StorageStream &stream, const QString &key) { return stream.name < key; });
+    return found - streams.cbegin();
+}
+
+const StorageStream *StorageNode::stream(const QString &name) const
+{
+    const qsizetype index = findStream(name);
+    return index < streams.size() && streams.at(index).name == name ? &streams.at(index) : nullptr;
 }

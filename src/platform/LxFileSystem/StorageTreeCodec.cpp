@@ -30,9 +30,9 @@ void writeStorage(QCborStreamWriter &writer, const StorageNode &node)
 {
     writer.startArray(2);
     writer.startMap(quint64(node.streams.size()));
-    for (const auto &stream : node.streams) {
-        writeName(writer, stream.first);
-        writer.append(stream.second);
+    for (const StorageStream &stream : node.streams) {
+        writeName(writer, stream.name);
+        writer.append(stream.data);
     }
     writer.endMap();
     writer.startMap(quint64(node.children.size()));
@@ -141,8 +141,11 @@ private:
             if (!readName(&name) || !m_reader.isByteArray()
                     || !readString(LxFileSystemLimits::kMaxStreamSize, &data))
                 return false;
-            if (!node.streams.emplace(std::move(name), std::move(data)).second)
-                return false; // the same name twice
+            // Names must come in ascending order, as they are written: one tree, one encoding,
+            // and no name twice.
+            if (!node.streams.isEmpty() && !(node.streams.constLast().name < name))
+                return false;
+            node.streams.append(StorageStream { std::move(name), std::move(data) });
         }
         if (!leave() || !enterMap())
             return false;
@@ -153,8 +156,9 @@ private:
             auto child = std::make_shared<StorageNode>(name, &node, node.depth + 1);
             if (!decodeStorage(*child))
                 return false;
-            if (!node.children.emplace(std::move(name), std::move(child)).second)
+            if (!node.children.empty() && !(node.children.rbegin()->first < name))
                 return false;
+            node.children.emplace_hint(node.children.end(), std::move(name), std::move(child));
         }
         return leave() && leave();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QByteArray>
+#include <QtCore/QList>
 #include <QtCore/QString>
 
 #include <map>
@@ -20,6 +21,19 @@ constexpr qsizetype kMaxStreamSize = 1000000000;
 struct StorageNode;
 using StorageNodePtr = std::shared_ptr<StorageNode>;
 
+struct StorageStream
+{
+    QString name;
+    QByteArray data;
+    qint64 id = 0; // the row the stream was read from; 0 for streams written since
+};
+Q_DECLARE_TYPEINFO(StorageStream, Q_RELOCATABLE_TYPE);
+
+// A storage's streams in name order. A storage holds a handful of streams, for which a
+// sorted array beats any tree; being implicitly shared, the list read from a file doubles
+// as the record of what the file holds until the first write detaches it.
+using StreamList = QList<StorageStream>;
+
 struct StorageNode
 {
     StorageNode(const QString &name, StorageNode *parent, int depth)
@@ -37,14 +51,17 @@ struct StorageNode
     // Moves the contents of other (a freshly built, unattached tree) into this node.
     void takeContents(StorageNode &other);
     QString path() const;
+    // The position of the stream name, or of where it would be inserted.
+    qsizetype findStream(const QString &name) const;
+    const StorageStream *stream(const QString &name) const;
 
     QString name;
     StorageNode *parent; // null for the root and for detached nodes
     int depth;           // 0 for the root
     bool detached = false;
-    // Sorted by QString's code-unit order, which makes names, encodings and commits
+    // Both sorted by QString's code-unit order, which makes names, encodings and commits
     // deterministic.
-    std::map<QString, QByteArray> streams;
+    StreamList streams;
     std::map<QString, StorageNodePtr> children;
 };
 
