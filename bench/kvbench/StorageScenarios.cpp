@@ -1,0 +1,310 @@
+// Scenarios of the storage file engine: writing and reading a library-shaped tree, compared
+// with SQLite used directly on the same rows and with a plain directory of files.
+#include "LibraryTree.h"
+#include "Scenario.h"
+
+#include <LxFileSystem/FileStorageView.h>
+#include <LxFileSystem/FileView.h>
+
+#include <QtCore/QFile>
+
+#include <sqlite3.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <memory>
+
+namespace {
+
+using KvBench::LibraryTree;
+
+struct Totals
+{
+    qint64 streams = 0;
+    qint64 bytes = 0;
+    bool operator==(const Totals &other) const { return streams == other.streams && bytes == other.bytes; }
+};
+
+// --- through the engine -------------------------------------------------------------------
+
+bool engineWrite(const LibraryTree &tree, const QString &path)
+{
+    FileView file;
+    file.create(path);
+    if (!file.isOpen())
+        return false;
+    {
+        std::unique_ptr<FileStorageView> root(file.createRootView());
+        tree.write(root.get());
+    }
+    file.close();
+    return !file.hasError();
+}
+
+void walk(FileStorageView *view, Totals *totals)
+{
+    for (const QString &name : view->streamNames()) {
+        totals->bytes += view->readStream(name).size();
+        ++totals->streams;
+    }
+    for (const QString &name : view->storageNames())
+        walk(view->storage(name), totals);
+}
+
+Totals engineRead(const QString &path)
+{
+    Totals totals;
+    FileView file;
+    file.open(path);
+    if (!file.isOpen())
+        return Totals { -1, -1 };
+    {
+        std::unique_ptr<FileStorageView> root(file.createRootView());
+        walk(root.get(), &totals);
+    }
+    file.close();
+    return totals;
+}
+
+// --- SQLite directly, with the engine's schema ------------------------------------------
+
+// The engine's schema and file settings, taken from a file the engine wrote, so that the
+// direct SQLite runs store exactly the same rows in exactly the same tables.
+struct Schema
+{
+    QByteArray setup;
+    QList<QByteArray> statements;
+};
+
+bool readSchema(const QString &path, Schema *schema)
+{
+    sqlite3 *db = nullptr;
+    bool ok = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK;
+    sqlite3_stmt *statement = nullptr;
+    ok = ok && sqlite3_prepare_v2(db, "SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL ORDER BY rowid", -1,
+                                  &statement, nullptr) == SQLITE_OK;
+    while (ok && sqlite3_step(statement) == SQLITE_ROW)
+        schema->statements << QByteArray(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
+    sqlite3_finalize(statement);
+    qint64 pageSize = 0;
+    ok = ok && sqlite3_prepare_v2(db, "PRAGMA page_size", -1, &statement, nullptr) == SQLITE_OK
+            && sqlite3_step(statement) == SQLITE_ROW;
+    if (ok)
+        pageSize = sqlite3_column_int64(statement, 0);
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    schema->setup = "PRAGMA page_size = " + QByteArray::number(pageSize) + "; PRAGMA encoding = 'UTF-16le'";
+    return ok && schema->statements.size() == 3;
+}
+
+bool sqliteWrite(const LibraryTree &tree, const Schema &schema, const QString &path)
+{
+    sqlite3 *db = nullptr;
+    bool ok = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                              nullptr) == SQLITE_OK;
+    ok = ok && sqlite3_exec(db, schema.setup.constData(), nullptr, nullptr, nullptr) == SQLITE_OK
+            && sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK;
+    for (const QByteArray &statement : schema.statements)
+        ok = ok && sqlite3_exec(db, statement.constData(), nullptr, nullptr, nullptr) == SQLITE_OK;
+    ok = ok && sqlite3_exec(db, "INSERT INTO revision VALUES (1)", nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_stmt *storage = nullptr;
+    sqlite3_stmt *stream = nullptr;
+    ok = ok && sqlite3_prepare_v2(db, "INSERT INTO storage (parent, name) VALUES (?1, ?2)", -1, &storage, nullptr) == SQLITE_OK
+            && sqlite3_prepare_v2(db, "INSERT INTO stream (storage, name, data) VALUES (?1, ?2, ?3)", -1, &stream, nullptr) == SQLITE_OK;
+    const auto insertStorage = [&](qint64 parent, const QString &name) -> qint64 {
+        const bool inserted = (parent ? sqlite3_bind_int64(storage, 1, parent) : sqlite3_bind_null(storage, 1)) == SQLITE_OK
+                && sqlite3_bind_text16(storage, 2, name.utf16(), int(name.size() * 2), SQLITE_STATIC) == SQLITE_OK
+                && sqlite3_step(storage) == SQLITE_DONE && sqlite3_reset(storage) == SQLITE_OK;
+        return inserted ? sqlite3_last_insert_rowid(db) : 0;
+    };
+    const qint64 root = ok ? insertStorage(0, QString()) : 0;
+    const qint64 blocks = root ? insertStorage(root, QStringLiteral("Blocks")) : 0;
+    ok = ok && blocks;
+    for (const LibraryTree::Block &block : tree.blocks) {
+        const qint64 id = ok ? insertStorage(blocks, block.name) : 0;
+        ok = ok && id;
+        for (const LibraryTree::Stream &data : block.streams) {
+            ok = ok && sqlite3_bind_int64(stream, 1, id) == SQLITE_OK
+                    && sqlite3_bind_text16(stream, 2, data.name.utf16(), int(data.name.size() * 2), SQLITE_STATIC) == SQLITE_OK
+                    && sqlite3_bind_blob(stream, 3, data.data.constData(), int(data.data.size()), SQLITE_STATIC) == SQLITE_OK
+                    && sqlite3_step(stream) == SQLITE_DONE && sqlite3_reset(stream) == SQLITE_OK;
+        }
+    }
+    sqlite3_finalize(storage);
+    sqlite3_finalize(stream);
+    ok = ok && sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK;
+    return sqlite3_close(db) == SQLITE_OK && ok;
+}
+
+Totals sqliteScan(const QString &path)
+{
+    Totals totals;
+    qint64 names = 0;
+    sqlite3 *db = nullptr;
+    bool ok = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK
+            && sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_stmt *statement = nullptr;
+    ok = ok && sqlite3_prepare_v2(db, "SELECT id, parent, name FROM storage", -1, &statement, nullptr) == SQLITE_OK;
+    while (ok && sqlite3_step(statement) == SQLITE_ROW) {
+        sqlite3_column_text16(statement, 2);
+        names += sqlite3_column_int64(statement, 0) + sqlite3_column_int64(statement, 1)
+                + sqlite3_column_bytes16(statement, 2);
+    }
+    sqlite3_finalize(statement);
+    ok = ok && sqlite3_prepare_v2(db, "SELECT id, storage, name, data FROM stream", -1, &statement, nullptr) == SQLITE_OK;
+    while (ok && sqlite3_step(statement) == SQLITE_ROW) {
+        sqlite3_column_text16(statement, 2);
+        names += sqlite3_column_int64(statement, 0) + sqlite3_column_int64(statement, 1)
+                + sqlite3_column_bytes16(statement, 2);
+        const void *data = sqlite3_column_blob(statement, 3);
+        totals.bytes += data ? sqlite3_column_bytes(statement, 3) : 0;
+        ++totals.streams;
+    }
+    sqlite3_finalize(statement);
+    ok = ok && sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_close(db);
+    if (!ok || names == 0)
+        return Totals { -1, -1 };
+    return totals;
+}
+
+// --- a directory of files -----------------------------------------------------------------
+
+void readDirectory(const QByteArray &path, std::vector<char> &buffer, Totals *totals)
+{
+    DIR *directory = ::opendir(path.constData());
+    if (!directory)
+        return;
+    while (const dirent *entry = ::readdir(directory)) {
+        const QByteArray name(entry->d_name);
+        if (name == "." || name == "..")
+            continue;
+        const QByteArray child = path + '/' + name;
+        if (entry->d_type == DT_DIR) {
+            readDirectory(child, buffer, totals);
+            continue;
+        }
+        const int fd = ::open(child.constData(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        ssize_t got;
+        while ((got = ::read(fd, buffer.data(), buffer.size())) > 0)
+            totals->bytes += got;
+        ::close(fd);
+        ++totals->streams;
+    }
+    ::closedir(directory);
+}
+
+Totals directoryRead(const QString &path)
+{
+    Totals totals;
+    std::vector<char> buffer(64 * 1024);
+    readDirectory(QFile::encodeName(path), buffer, &totals);
+    return totals;
+}
+
+QString milliseconds(double ms)
+{
+    return QStringLiteral("%1 ms").arg(ms, 0, 'f', 1);
+}
+
+QString describeTree(const LibraryTree &tree)
+{
+    return QStringLiteral("%1 storages, %2 streams, %3 MB")
+            .arg(tree.storageCount())
+            .arg(tree.streamCount())
+            .arg(double(tree.byteCount()) / (1024 * 1024), 0, 'f', 1);
+}
+
+constexpr int kLibraryBlocks = 10000;
+
+} // namespace
+
+KV_BENCH_SCENARIO(storageWrite, "storage-write",
+                  "create, write and close a 10,000-storage library vs. SQLite inserting the same rows")
+{
+    const LibraryTree tree = LibraryTree::generate(kLibraryBlocks);
+    context.report(describeTree(tree));
+    const QString enginePath = context.workDirectory() + QStringLiteral("/engine.bli");
+    const QString sqlitePath = context.workDirectory() + QStringLiteral("/sqlite.db");
+    Schema schema;
+    if (!engineWrite(tree, enginePath) || !readSchema(enginePath, &schema))
+        return false;
+
+    bool ok = true;
+    const double engine = KvBench::fastestRun(
+            context.repetitions(), [&] { ok = engineWrite(tree, enginePath) && ok; },
+            [&] { QFile::remove(enginePath); });
+    const double sqlite = KvBench::fastestRun(
+            context.repetitions(), [&] { ok = sqliteWrite(tree, schema, sqlitePath) && ok; },
+            [&] { QFile::remove(sqlitePath); });
+    if (!ok)
+        return false;
+    context.report(QStringLiteral("engine %1, SQLite directly %2, file %3 MB")
+                           .arg(milliseconds(engine), milliseconds(sqlite))
+                           .arg(double(QFile(enginePath).size()) / (1024 * 1024), 0, 'f', 1));
+    context.reportRatio(QStringLiteral("write engine/SQLite"), engine / sqlite, 1.5);
+    return true;
+}
+
+KV_BENCH_SCENARIO(storageRead, "storage-read",
+                  "open, walk and read a 10,000-storage library vs. an SQLite scan and a directory of files")
+{
+    const LibraryTree tree = LibraryTree::generate(kLibraryBlocks);
+    context.report(describeTree(tree));
+    const QString enginePath = context.workDirectory() + QStringLiteral("/engine.bli");
+    const QString sqlitePath = context.workDirectory() + QStringLiteral("/sqlite.db");
+    const QString directory = context.workDirectory() + QStringLiteral("/files");
+    Schema schema;
+    if (!engineWrite(tree, enginePath) || !readSchema(enginePath, &schema) || !sqliteWrite(tree, schema, sqlitePath)
+            || !tree.writeDirectories(directory))
+        return false;
+
+    const Totals expected { tree.streamCount(), tree.byteCount() };
+    bool ok = true;
+    const double engine = KvBench::fastestRun(context.repetitions(), [&] { ok = engineRead(enginePath) == expected && ok; });
+    const double sqlite = KvBench::fastestRun(context.repetitions(), [&] { ok = sqliteScan(sqlitePath) == expected && ok; });
+    const double files = KvBench::fastestRun(context.repetitions(), [&] { ok = directoryRead(directory) == expected && ok; });
+    if (!ok)
+        return false;
+    context.report(QStringLiteral("engine %1, SQLite scan %2, directory of files %3")
+                           .arg(milliseconds(engine), milliseconds(sqlite), milliseconds(files)));
+    context.reportRatio(QStringLiteral("read engine/SQLite"), engine / sqlite, 1.5);
+    context.reportRatio(QStringLiteral("read engine/files"), engine / files, 0.3);
+    return true;
+}
+
+KV_BENCH_SCENARIO(storageScaling, "storage-scaling",
+                  "time per storage for writing and reading libraries of 1,000 to 100,000 storages")
+{
+    const int sizes[] = { 1000, 10000, 100000 };
+    double writeLow = 0, writeHigh = 0, readLow = 0, readHigh = 0;
+    for (const int blocks : sizes) {
+        const LibraryTree tree = LibraryTree::generate(blocks);
+        const QString path = context.workDirectory() + QStringLiteral("/scaling.bli");
+        bool ok = true;
+        const double write = KvBench::fastestRun(
+                context.repetitions(), [&] { ok = engineWrite(tree, path) && ok; }, [&] { QFile::remove(path); });
+        const Totals expected { tree.streamCount(), tree.byteCount() };
+        const double read = KvBench::fastestRun(context.repetitions(), [&] { ok = engineRead(path) == expected && ok; });
+        QFile::remove(path);
+        if (!ok)
+            return false;
+        const double writePer = write * 1000 / double(tree.storageCount());
+        const double readPer = read * 1000 / double(tree.storageCount());
+        context.report(QStringLiteral("%1 storages: write %2 us/storage, read %3 us/storage")
+                               .arg(tree.storageCount())
+                               .arg(writePer, 0, 'f', 2)
+                               .arg(readPer, 0, 'f', 2));
+        writeLow = writeLow == 0 ? writePer : std::min(writeLow, writePer);
+        writeHigh = std::max(writeHigh, writePer);
+        readLow = readLow == 0 ? readPer : std::min(readLow, readPer);
+        readHigh = std::max(readHigh, readPer);
+    }
+    context.reportRatio(QStringLiteral("write time per storage, slowest/fastest size"), writeHigh / writeLow, 1.15);
+    context.reportRatio(QStringLiteral("read time per storage, slowest/fastest size"), readHigh / readLow, 1.15);
+    return true;
+}
