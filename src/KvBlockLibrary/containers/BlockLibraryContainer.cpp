@@ -153,25 +153,16 @@ bool BlockLibraryContainerPrivate::readDescription(FileStorageView *root)
 
 void BlockLibraryContainerPrivate::readGroupSegments(FileStorageView *root)
 {
-    if (!hasStorage(root, GroupSegmentsStorage))
-        return;
-    static const QRegularExpression numberPattern(QStringLiteral("^(\\d+)$"));
-    FileStorageView *segments = root->storage(GroupSegmentsStorage);
-    const QStringList names = segments->storageNames();
-    for (const QString &segmentName : names) {
-        if (!numberPattern.match(segmentName).hasMatch())
-            continue;
-        bool ok = false;
-        const unsigned int number = segmentName.toUInt(&ok);
-        if (!ok)
-            continue;
+    const QList<NumberedStorage> segments = numberedStorages(root, GroupSegmentsStorage);
+    for (const NumberedStorage &segment : segments) {
+        // A missing "Info.ini" reads as empty and fails the type check like a wrong one.
         TypedIniReader reader;
-        if (!reader.setData(segments->storage(segmentName)->readStream(InfoStream), QStringLiteral("groupsegment")))
+        if (!reader.setData(segment.storage->readStream(InfoStream), QStringLiteral("groupsegment")))
             continue;
         reader.setForceUtf8(true);
-        Text segment;
-        if (reader.languages("Names", &segment))
-            groupNames.insert(number, segment);
+        Text names;
+        if (reader.languages("Names", &names))
+            groupNames.insert(segment.number, names);
     }
 }
 

@@ -219,13 +219,19 @@ unsigned int BlockDefinition::templateTargetAccessLevelWrite() const
 
 void BlockDefinition::setTemplateTargetAccessLevelRead(unsigned int level)
 {
-    d->templateInfo()->targetAccessLevelRead = level;
+    TemplateInfo *info = d->templateInfo();
+    if (info->targetAccessLevelRead == level)
+        return;
+    info->targetAccessLevelRead = level;
     emit changed();
 }
 
 void BlockDefinition::setTemplateTargetAccessLevelWrite(unsigned int level)
 {
-    d->templateInfo()->targetAccessLevelWrite = level;
+    TemplateInfo *info = d->templateInfo();
+    if (info->targetAccessLevelWrite == level)
+        return;
+    info->targetAccessLevelWrite = level;
     emit changed();
 }
 
@@ -241,13 +247,19 @@ bool BlockDefinition::isExclusiveTemplate() const
 
 void BlockDefinition::setGlobalTemplate(bool global)
 {
-    d->templateInfo()->global = global;
+    TemplateInfo *info = d->templateInfo();
+    if (info->global == global)
+        return;
+    info->global = global;
     emit changed();
 }
 
 void BlockDefinition::setExclusiveTemplate(bool exclusive)
 {
-    d->templateInfo()->exclusive = exclusive;
+    TemplateInfo *info = d->templateInfo();
+    if (info->exclusive == exclusive)
+        return;
+    info->exclusive = exclusive;
     emit changed();
 }
 
@@ -258,6 +270,8 @@ bool BlockDefinition::showModified() const
 
 void BlockDefinition::setShowModified(bool show)
 {
+    if (d->showModified == show)
+        return;
     d->showModified = show;
     emit redrawRequired();
 }
@@ -269,6 +283,8 @@ eRuntimeMembership BlockDefinition::runtimeMembership() const
 
 void BlockDefinition::setRuntimeMembership(eRuntimeMembership membership)
 {
+    if (d->runtimeMembership == membership)
+        return;
     d->runtimeMembership = membership;
     emit changed();
 }
@@ -280,6 +296,8 @@ unsigned int BlockDefinition::maxUsedSystemBlock() const
 
 void BlockDefinition::setMaxUsedSystemBlock(unsigned int number)
 {
+    if (d->maxUsedSystemBlock == number)
+        return;
     d->maxUsedSystemBlock = number;
     emit changed();
 }
@@ -410,6 +428,8 @@ QByteArray BlockDefinition::descriptionText() const
 
 void BlockDefinition::setDescriptionText(QByteArray text)
 {
+    if (d->descriptionText == text)
+        return;
     d->descriptionText = text;
     emit changed();
 }
@@ -449,14 +469,21 @@ QString BlockDefinition::largeListImageName() const
 
 void BlockDefinition::setSmallListImage(const QString &name, const QByteArray &data)
 {
-    d->smallListImage = compressed(data);
+    // qCompress is deterministic, so equal images compare equal in their stored form.
+    const QByteArray packed = compressed(data);
+    if (d->smallListImage == packed && d->smallListImageName == name)
+        return;
+    d->smallListImage = packed;
     d->smallListImageName = name;
     emit changed();
 }
 
 void BlockDefinition::setLargeListImage(const QString &name, const QByteArray &data)
 {
-    d->largeListImage = compressed(data);
+    const QByteArray packed = compressed(data);
+    if (d->largeListImage == packed && d->largeListImageName == name)
+        return;
+    d->largeListImage = packed;
     d->largeListImageName = name;
     emit changed();
 }
@@ -574,6 +601,9 @@ BlockInstantiationData *BlockDefinition::instantiationData() const
 
 void BlockDefinition::clear()
 {
+    // A detached code object must no longer count as a change of this definition.
+    if (d->code)
+        disconnect(d->code, nullptr, d, nullptr);
     d->code.clear();
     d->localContainer.clear();
     const auto keys = d->parameterDefinitions.keys();
@@ -774,43 +804,27 @@ void BlockDefinitionPrivate::writeParameters(FileStorageView *storage) const
 
 void BlockDefinitionPrivate::readParameters(FileStorageView *storage)
 {
-    if (!hasStorage(storage, QStringLiteral("Parameter")))
-        return;
-    FileStorageView *parameters = storage->storage(QStringLiteral("Parameter"));
-    static const QRegularExpression numberPattern(QStringLiteral("^(\\d+)$"));
     static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)\\.ini$"));
-    const QStringList numbers = parameters->storageNames();
-    for (const QString &name : numbers) {
-        if (!numberPattern.match(name).hasMatch())
-            continue;
-        bool ok = false;
-        const unsigned int number = name.toUInt(&ok);
-        if (!ok)
-            continue;
-        FileStorageView *numberStorage = parameters->storage(name);
-        const QStringList streams = numberStorage->streamNames();
+    const QList<NumberedStorage> numbers = numberedStorages(storage, QStringLiteral("Parameter"));
+    for (const NumberedStorage &entry : numbers) {
+        const QStringList streams = entry.storage->streamNames();
         for (const QString &stream : streams) {
-            const QRegularExpressionMatch family = familyPattern.match(stream);
             const bool general = stream == QLatin1String("General.ini");
-            if (!family.hasMatch() && !general)
+            unsigned int family = BlockDefinition::GeneralFamily;
+            if (!general && !capturedNumber(familyPattern, stream, &family))
                 continue;
-            unsigned int familyNumber = BlockDefinition::GeneralFamily;
-            if (family.hasMatch()) {
-                familyNumber = family.captured(1).toUInt(&ok);
-                if (!ok)
-                    continue;
-            }
             ParameterDefinition *definition =
-                ParameterDefinitionLoader::createAndLoadParameterDefinition(numberStorage->readStream(stream));
+                ParameterDefinitionLoader::createAndLoadParameterDefinition(entry.storage->readStream(stream));
             if (!definition)
                 continue;
             definition->setVersion(version);
             // A definition already under that key would be lost: the later stream replaces it.
-            delete parameterDefinitions.take(qMakePair(familyNumber, number));
-            q->attachParameterFamilyDefinition(familyNumber, number, definition);
+            delete parameterDefinitions.take(qMakePair(family, entry.number));
+            q->attachParameterFamilyDefinition(family, entry.number, definition);
             if (general) {
-                const QByteArray description = hasStream(numberStorage, QStringLiteral("Description.html"))
-                    ? numberStorage->readStream(QStringLiteral("Description.html"))
+                const QString descriptionName = QStringLiteral("Description.html");
+                const QByteArray description = hasStream(entry.storage, descriptionName)
+                    ? entry.storage->readStream(descriptionName)
                     : QByteArray();
                 definition->setDescriptionText(QString::fromUtf8(description));
             }
@@ -838,13 +852,9 @@ void BlockDefinitionPrivate::readParameterLevels(FileStorageView *storage)
             continue;
         const QList<QByteArray> sections = reader.sectionNames();
         for (const QByteArray &section : sections) {
-            const QRegularExpressionMatch family = familyPattern.match(QString::fromLatin1(section));
             const bool general = section == "General";
-            if (!family.hasMatch() && !general)
-                continue;
-            bool ok = true;
-            const unsigned int familyNumber = general ? BlockDefinition::GeneralFamily : family.captured(1).toUInt(&ok);
-            if (!ok)
+            unsigned int familyNumber = BlockDefinition::GeneralFamily;
+            if (!general && !capturedNumber(familyPattern, QString::fromLatin1(section), &familyNumber))
                 continue;
             const QList<QPair<QByteArray, int>> properties{{"LevelRead", 5}, {"LevelWrite", 6}};
             for (const auto &[key, property] : properties) {

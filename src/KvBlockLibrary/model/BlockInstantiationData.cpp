@@ -137,30 +137,16 @@ QString BlockInstantiationData::targetParameterPropertyValue(unsigned int family
 
 void BlockInstantiationData::loadKsbBinaries(FileStorageView *versionStorage)
 {
-    if (!hasStorage(versionStorage, QStringLiteral("KsbBinaries")))
-        return;
-    FileStorageView *binaries = versionStorage->storage(QStringLiteral("KsbBinaries"));
-    static const QRegularExpression numberPattern(QStringLiteral("^(\\d+)$"));
     static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)\\.bin$"));
-    const QStringList numbers = binaries->storageNames();
-    for (const QString &name : numbers) {
-        if (!numberPattern.match(name).hasMatch())
-            continue;
-        bool ok = false;
-        const unsigned int number = name.toUInt(&ok);
-        if (!ok)
-            continue;
-        FileStorageView *numberStorage = binaries->storage(name);
-        const QStringList streams = numberStorage->streamNames();
+    const QList<NumberedStorage> numbers = numberedStorages(versionStorage, QStringLiteral("KsbBinaries"));
+    for (const NumberedStorage &entry : numbers) {
+        const QStringList streams = entry.storage->streamNames();
         for (const QString &stream : streams) {
-            const QRegularExpressionMatch match = familyPattern.match(stream);
-            if (match.hasMatch()) {
-                const unsigned int family = match.captured(1).toUInt(&ok);
-                if (ok)
-                    setFamilyKsbBinary(family, number, numberStorage->readStream(stream));
-            } else if (stream == QLatin1String("General.bin")) {
-                setGeneralKsbBinary(number, numberStorage->readStream(stream));
-            }
+            unsigned int family = 0;
+            if (capturedNumber(familyPattern, stream, &family))
+                setFamilyKsbBinary(family, entry.number, entry.storage->readStream(stream));
+            else if (stream == QLatin1String("General.bin"))
+                setGeneralKsbBinary(entry.number, entry.storage->readStream(stream));
         }
     }
 }
@@ -194,15 +180,11 @@ void BlockInstantiationData::loadParameterValues(FileStorageView *versionStorage
             if (!reader.contains(section, "Value"))
                 continue;
             const QString value = reader.decode(reader.rawValue(section, "Value"));
-            const QRegularExpressionMatch match = familyPattern.match(QString::fromLatin1(section));
-            if (match.hasMatch()) {
-                bool ok = false;
-                const unsigned int family = match.captured(1).toUInt(&ok);
-                if (ok)
-                    setFamilyParameterProperty(family, parameter, 109, value);
-            } else if (section == "General") {
+            unsigned int family = 0;
+            if (capturedNumber(familyPattern, QString::fromLatin1(section), &family))
+                setFamilyParameterProperty(family, parameter, 109, value);
+            else if (section == "General")
                 setGeneralParameterProperty(parameter, 109, value);
-            }
         }
     }
 }

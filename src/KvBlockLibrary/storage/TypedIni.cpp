@@ -5,6 +5,8 @@
 #include <LxUtilities/IniParser.h>
 #include <LxUtilities/StreamType.h>
 
+#include <QtCore/QRegularExpression>
+
 #include <limits>
 
 namespace {
@@ -277,4 +279,32 @@ bool hasStream(const FileStorageView *storage, const QString &name)
 bool hasStorage(const FileStorageView *storage, const QString &name)
 {
     return storage->storageNames().contains(name);
+}
+
+QList<NumberedStorage> numberedStorages(FileStorageView *parent, const QString &name)
+{
+    QList<NumberedStorage> result;
+    if (!hasStorage(parent, name))
+        return result;
+    static const QRegularExpression numberPattern(QStringLiteral("^(\\d+)$"));
+    FileStorageView *storage = parent->storage(name);
+    const QStringList names = storage->storageNames();
+    for (const QString &childName : names) {
+        unsigned int number = 0;
+        if (capturedNumber(numberPattern, childName, &number))
+            result.append(NumberedStorage{number, storage->storage(childName)});
+    }
+    return result;
+}
+
+bool capturedNumber(const QRegularExpression &pattern, const QString &text, unsigned int *number)
+{
+    const QRegularExpressionMatch match = pattern.match(text);
+    if (!match.hasMatch())
+        return false;
+    bool ok = false;
+    const unsigned int value = match.captured(1).toUInt(&ok, 10);
+    if (ok)
+        *number = value;
+    return ok;
 }

@@ -109,6 +109,22 @@ private:
     bool m_forceUtf8 = false;
 };
 
+class QRegularExpression;
+
+// A sub-storage whose name is a decimal number (parameter numbers, binaries, group segments).
+struct NumberedStorage
+{
+    unsigned int number;
+    FileStorageView *storage;
+};
+
+// The sub-storages of parent's sub-storage `name` whose names are decimal numbers that fit
+// an unsigned int, in the order the storage lists them; empty when there is no such storage.
+KVBLOCKLIBRARY_AUTOTEST_EXPORT QList<NumberedStorage> numberedStorages(FileStorageView *parent, const QString &name);
+// Whether text matches pattern and its first capture group is a number that fits.
+KVBLOCKLIBRARY_AUTOTEST_EXPORT bool capturedNumber(const QRegularExpression &pattern, const QString &text,
+                                                   unsigned int *number);
+
 // Stream names of a storage, compared exactly: the readers look a stream up before reading it.
 KVBLOCKLIBRARY_AUTOTEST_EXPORT bool hasStream(const FileStorageView *storage, const QString &name);
 KVBLOCKLIBRARY_AUTOTEST_EXPORT bool hasStorage(const FileStorageView *storage, const QString &name);
