@@ -1,0 +1,88 @@
+// render: a block version drawn the way the graphical editor shows it on its grid.
+#include "Commands.h"
+#include "LibraryAccess.h"
+#include "Presentation.h"
+
+#include <KvBlockLibrary/Block.h>
+#include <KvBlockLibrary/BlockDefinition.h>
+#include <KvBlockLibrary/BlockPin.h>
+#include <KvBlockLibrary/BlockSkin.h>
+
+#include <QtGui/QFont>
+#include <QtGui/QImage>
+#include <QtGui/QPainter>
+
+namespace Bli {
+
+namespace {
+
+// Pixels per grid unit of the editor. The body is the skin's size in grid units; pin stubs
+// stick out one unit on either side, so the picture is two units wider than the body.
+constexpr int Grid = 20;
+
+// firstRow: the output column leaves the top row to the enable pin that heads the inputs.
+void drawPins(QPainter &painter, const BlockDefinition *definition, const QList<int> &numbers, const QRectF &body,
+              bool inputs, int firstRow)
+{
+    QFont font = painter.font();
+    font.setPixelSize(Grid / 2);
+    painter.setFont(font);
+    for (int row = 0; row < numbers.size(); ++row) {
+        const BlockPin *pin = definition->pin(numbers.at(row));
+        const double y = body.top() + (firstRow + row + 0.5) * Grid;
+        const double edge = inputs ? body.left() : body.right();
+        const double outer = inputs ? edge - Grid : edge + Grid;
+        painter.setPen(QPen(Qt::black, pin && pin->isEnablePin() ? 2.0 : 1.0));
+        painter.drawLine(QPointF(outer, y), QPointF(edge, y));
+        painter.setPen(Qt::black);
+        const QRectF label(inputs ? edge + 3 : body.center().x(), y - Grid / 2.0,
+                           body.width() / 2.0 - 3, Grid);
+        painter.drawText(label, (inputs ? Qt::AlignLeft : Qt::AlignRight) | Qt::AlignVCenter,
+                         pin ? pin->shortName() : QString::number(numbers.at(row)));
+    }
+}
+
+} // namespace
+
+int runRender(const Invocation &invocation)
+{
+    OpenedLibrary opened(invocation.argument(0));
+    Block *block = opened.findBlock(invocation.argument(1));
+    const BlockDefinition *definition = OpenedLibrary::findVersion(block, invocation.argument(2));
+    const QString output = invocation.argument(3);
+
+    const BlockSkin *skin = definition->defaultSkin();
+    const QSizeF units = skin->size();
+    const QSize bodySize(qRound(units.width() * Grid), qRound(units.height() * Grid));
+    QImage picture(bodySize.width() + 2 * Grid, bodySize.height(), QImage::Format_ARGB32);
+    picture.fill(Qt::white);
+    {
+        QPainter painter(&picture);
+        painter.setRenderHint(QPainter::Antialiasing);
+        const QRectF body(Grid, 0, bodySize.width(), bodySize.height());
+        painter.setPen(QPen(Qt::black, 1.0));
+        painter.setBrush(QColor(0xe8, 0xee, 0xf6));
+        painter.drawRect(body.adjusted(0.5, 0.5, -0.5, -0.5));
+
+        // The default image fills the middle of the body, between the two label columns,
+        // scaled down to fit and never up.
+        const QImage image = QImage::fromData(skin->defaultImage());
+        if (!image.isNull()) {
+            const QRectF area = body.adjusted(2 * Grid, 0, -2 * Grid, 0);
+            QSizeF size = image.size();
+            if (size.width() > area.width() || size.height() > area.height())
+                size.scale(area.size(), Qt::KeepAspectRatio);
+            const QRectF target(area.center().x() - size.width() / 2, area.center().y() - size.height() / 2,
+                                size.width(), size.height());
+            painter.drawImage(target, image);
+        }
+        const QList<int> inputs = skin->inputPins();
+        drawPins(painter, definition, inputs, body, true, 0);
+        drawPins(painter, definition, skin->outputPins(), body, false, inputs.contains(-1) ? 1 : 0);
+    }
+    if (!picture.save(output, "PNG"))
+        throw Failure { QStringLiteral("%1: cannot write the picture").arg(output) };
+    return ExitSuccess;
+}
+
+} // namespace Bli
