@@ -40,8 +40,14 @@ StorageFileStatus FileViewPrivate::save()
         if (!session->modified || !treeDiffers(*root, snapshot))
             return {};
         return database.commit(*root, &snapshot, snapshot.revision, identity);
-    case Mode::Replace:
-        return database.commit(*root, nullptr, revision, identity);
+    case Mode::Replace: {
+        const StorageFileStatus status = database.commit(*root, nullptr, revision, identity);
+        if (status.code != StorageFileStatus::Damaged)
+            return status;
+        // A damaged file cannot be rewritten in place, but create() replaces whatever is there.
+        database.close();
+        return StorageDatabase::writeNewFile(absolutePath, *root, true);
+    }
     case Mode::CreateNew:
         return StorageDatabase::writeNewFile(absolutePath, *root, replaceExisting);
     }

@@ -93,6 +93,14 @@ bool Database::fail(int rc)
 {
     m_error.code = rc;
     m_error.systemErrno = m_db ? sqlite3_system_errno(m_db) : 0;
+    // sqlite3_system_errno() reads errno after SQLite moved on, which can hide the cause;
+    // the database file keeps the errno of its own last failed call.
+    const int primary = rc & 0xff;
+    if (m_db && m_error.systemErrno == 0 && (primary == SQLITE_IOERR || primary == SQLITE_FULL)) {
+        int fileErrno = 0;
+        if (sqlite3_file_control(m_db, "main", SQLITE_FCNTL_LAST_ERRNO, &fileErrno) == SQLITE_OK)
+            m_error.systemErrno = fileErrno;
+    }
     const char *message = m_db ? sqlite3_errmsg(m_db) : nullptr;
     m_error.message = QString::fromUtf8(message ? message : sqlite3_errstr(rc));
     return false;

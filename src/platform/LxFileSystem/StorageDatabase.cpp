@@ -62,12 +62,16 @@ constexpr SchemaEntry kSchema[] = {
     { "table", "stream", "stream", kStreamTable },
 };
 
-bool configure(LxSqlite::Database &db)
+// Whether the connection reads a file that may come from anywhere, or writes a new one.
+enum class Origin { Existing, New };
+
+bool configure(LxSqlite::Database &db, Origin origin)
 {
     sqlite3 *handle = db.handle();
-    // A storage file may come from anywhere: no schema tricks, no triggers, no views.
+    // An existing file may come from anywhere: no schema tricks, no triggers, no views.
+    // Defensive mode would also refuse the missing journal of a new file, which needs none.
     const std::pair<int, int> options[] = {
-        { SQLITE_DBCONFIG_DEFENSIVE, 1 },
+        { SQLITE_DBCONFIG_DEFENSIVE, origin == Origin::Existing ? 1 : 0 },
         { SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0 },
         { SQLITE_DBCONFIG_ENABLE_TRIGGER, 0 },
         { SQLITE_DBCONFIG_ENABLE_VIEW, 0 },
@@ -492,7 +496,7 @@ StorageFileStatus StorageDatabase::fromSqlite(StorageFileStatus::Code fallback) 
 StorageFileStatus StorageDatabase::open(const QString &path)
 {
     m_path = path;
-    if (!m_db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(m_db))
+    if (!m_db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(m_db, Origin::Existing))
         return fromSqlite(StorageFileStatus::ReadFailed);
 
     qint64 applicationId = 0;
@@ -714,6 +718,11 @@ StorageFileStatus StorageDatabase::commit(const StorageNode &root, const Storage
         return status;
     if (current != revision)
         return { StorageFileStatus::Changed, QStringLiteral("revision %1, expected %2").arg(current).arg(revision) };
+    // Loading reads every table page, not the indexes or the free list. Writing into a file
+    // damaged there could spread the damage, so the whole file is checked first.
+    status = quickCheck();
+    if (!status.isOk())
+        return status;
 
     RowWriter writer(m_db);
     if (!writer.prepare())
@@ -735,6 +744,20 @@ StorageFileStatus StorageDatabase::commit(const StorageNode &root, const Storage
     }
     if (!transaction.commit())
         return fromSqlite(StorageFileStatus::WriteFailed);
+    return {};
+}
+
+StorageFileStatus StorageDatabase::quickCheck()
+{
+    LxSqlite::Statement check;
+    if (!m_db.prepare(check, "PRAGMA quick_check(1)"))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    const LxSqlite::Statement::Step step = check.step();
+    if (step == LxSqlite::Statement::Step::Failed)
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    const QString answer = step == LxSqlite::Statement::Step::Row ? check.columnText(0) : QString();
+    if (answer != QLatin1String("ok"))
+        return { StorageFileStatus::Damaged, answer };
     return {};
 }
 
@@ -768,19 +791,21 @@ StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const Stora
     StorageDatabase file;
     file.m_path = QFile::decodeName(temporary);
     LxSqlite::Database &db = file.m_db;
-    if (!db.open(file.m_path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(db))
+    if (!db.open(file.m_path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(db, Origin::New))
         return file.fromSqlite(StorageFileStatus::WriteFailed);
     // No journal: until the rename the file is nobody's, and a failed write discards it.
     const QByteArray setup = QByteArrayLiteral("PRAGMA page_size = ") + QByteArray::number(kPageSize)
-            + "; PRAGMA encoding = 'UTF-16le'; PRAGMA journal_mode = OFF; PRAGMA application_id = "
-            + QByteArray::number(kApplicationId) + "; PRAGMA user_version = " + QByteArray::number(kFormatVersion);
+            + "; PRAGMA encoding = 'UTF-16le'; PRAGMA journal_mode = OFF";
+    const QByteArray header = QByteArrayLiteral("PRAGMA application_id = ") + QByteArray::number(kApplicationId)
+            + "; PRAGMA user_version = " + QByteArray::number(kFormatVersion);
     if (!db.exec(setup.constData()))
         return file.fromSqlite(StorageFileStatus::WriteFailed);
     {
         LxSqlite::Transaction transaction(db);
         RowWriter writer(db);
         qint64 rootId = 0;
-        const bool written = transaction.begin(LxSqlite::Transaction::Mode::Immediate) && db.exec(kStorageTable)
+        const bool written = transaction.begin(LxSqlite::Transaction::Mode::Immediate) && db.exec(header.constData())
+                && db.exec(kStorageTable)
                 && db.exec(kStreamTable) && db.exec(kRevisionTable)
                 && db.exec("INSERT INTO revision (number) VALUES (1)") && writer.prepare()
                 && writer.insertRoot(&rootId) && ChangeWalker(nullptr, writer).walk(root, rootId, nullptr)

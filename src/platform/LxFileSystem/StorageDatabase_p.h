@@ -89,7 +89,8 @@ public:
     // Saves root as one transaction: the rows that differ from snapshot, or, without a
     // snapshot, the whole tree in place of everything the file held. Fails with Changed
     // when another session committed since revision was read or the path now leads to
-    // another file.
+    // another file, and with Damaged, before writing anything, when the file fails SQLite's
+    // quick check.
     StorageFileStatus commit(const StorageNode &root, const StorageSnapshot *snapshot, qint64 revision,
                              const FileIdentity &identity);
     void close();
@@ -100,6 +101,7 @@ public:
     static StorageFileStatus writeNewFile(const QString &path, const StorageNode &root, bool replace);
 
 private:
+    StorageFileStatus quickCheck();
     StorageFileStatus fromSqlite(StorageFileStatus::Code fallback) const;
 
     LxSqlite::Database m_db;
