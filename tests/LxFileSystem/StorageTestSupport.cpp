@@ -101,4 +101,26 @@ QString execSql(const QString &path, const QString &sql)
     return error;
 }
 
+bool breakIndex(const QString &path, const char *index)
+{
+    sqlite3 *db = nullptr;
+    qint64 page = 0;
+    qint64 pageSize = 0;
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
+        sqlite3_stmt *statement = nullptr;
+        const QByteArray sql = QByteArray("SELECT rootpage, (SELECT page_size FROM pragma_page_size) FROM sqlite_schema WHERE name = '") + index + "'";
+        if (sqlite3_prepare_v2(db, sql.constData(), -1, &statement, nullptr) == SQLITE_OK
+                && sqlite3_step(statement) == SQLITE_ROW) {
+            page = sqlite3_column_int64(statement, 0);
+            pageSize = sqlite3_column_int64(statement, 1);
+        }
+        sqlite3_finalize(statement);
+    }
+    sqlite3_close(db);
+    QFile file(path);
+    if (page < 2 || pageSize < 512 || !file.open(QIODevice::ReadWrite) || !file.seek((page - 1) * pageSize))
+        return false;
+    return file.write(QByteArray(int(pageSize), '\0')) == pageSize;
+}
+
 } // namespace StorageTestSupport

@@ -26,4 +26,8 @@ QByteArray fileContents(const QString &path);
 // Runs one SQL script on the file with SQLite directly; returns SQLite's error or "".
 QString execSql(const QString &path, const QString &sql);
 
+// Overwrites the root page of the named index with zeros: the tables stay readable, the
+// file no longer passes SQLite's checks.
+bool breakIndex(const QString &path, const char *index);
+
 } // namespace StorageTestSupport

@@ -3,7 +3,8 @@
 //
 //   lxfs_helper save PATH open|create SEED BLOCKS [--file-size-limit BYTES]
 //               [--drop-privileges] [--chmod-before-close OCTAL]
-//       prints "opened READONLY" or "open-failed MESSAGE", then "closed" or "close-failed MESSAGE"
+//       prints "opened READONLY" or "open-failed MESSAGE", "saving" just before it closes,
+//       then "closed" or "close-failed MESSAGE"
 //   lxfs_helper lock PATH shared|immediate|exclusive
 //       takes the lock with SQLite directly, prints "locked" and holds it until stdin closes
 //   lxfs_helper frombytes FILE HEADROOM_MB
@@ -93,6 +94,7 @@ int save(const QStringList &args)
     }
     if (chmodBeforeClose >= 0 && ::chmod(QFile::encodeName(path).constData(), mode_t(chmodBeforeClose)) != 0)
         return say(QStringLiteral("cannot chmod")), 2;
+    say(QStringLiteral("saving"));
     file.close();
     if (file.hasError())
         return say(QStringLiteral("close-failed ") + file.errorString()), 1;

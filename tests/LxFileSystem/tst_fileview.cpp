@@ -466,6 +466,7 @@ void tst_FileView::createReplaces_data()
     QTest::newRow("text-file") << "text" << false;
     QTest::newRow("foreign-sqlite-file") << "sqlite" << false;
     QTest::newRow("symlink-to-storage-file") << "symlink" << true;
+    QTest::newRow("storage-file-with-damaged-index") << "damaged" << false;
 }
 
 void tst_FileView::createReplaces()
@@ -474,8 +475,10 @@ void tst_FileView::createReplaces()
     QFETCH(bool, inPlace);
     const QString file = path("replace.bli");
     QString real = file;
-    if (existing == "storage") {
+    if (existing == "storage" || existing == "damaged") {
         makeFile(file, { { "Old/x", "1" }, { "y", "2" } });
+        if (existing == "damaged")
+            QVERIFY(breakIndex(file, "sqlite_autoindex_storage_1"));
     } else if (existing == "symlink") {
         real = path("target.bli");
         makeFile(real, { { "Old/x", "1" } });

@@ -1,0 +1,213 @@
+// Opening files that are not, or no longer, sound storage files: each one is refused with a
+// message or yields a tree; none crashes, and opening never writes to the file.
+#include "StorageTestSupport.h"
+#include "StorageTreeText.h"
+
+#include <LxFileSystem/FileStorageView.h>
+#include <LxFileSystem/FileView.h>
+
+#include <QtCore/QRandomGenerator>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QtTest>
+
+#include <memory>
+
+using namespace StorageTestSupport;
+
+class tst_StorageDamage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void refused_data();
+    void refused();
+    void damagedIndexIsNeverWrittenTo();
+    void damagedBytesNeverCrash_data();
+    void damagedBytesNeverCrash();
+
+private:
+    // Opens file, reads every stream, closes; returns the error of open, or "" for a tree.
+    QString openAndWalk(const QString &file);
+
+    QTemporaryDir m_dir;
+    QByteArray m_valid; // a sound storage file of a small library
+};
+
+namespace {
+
+void readAll(FileStorageView *view, qint64 *bytes)
+{
+    for (const QString &name : view->streamNames())
+        *bytes += view->readStream(name).size();
+    for (const QString &name : view->storageNames())
+        readAll(view->storage(name), bytes);
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+}
+
+} // namespace
+
+void tst_StorageDamage::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    const QString file = m_dir.filePath(QStringLiteral("valid.bli"));
+    FileView view;
+    view.create(file);
+    {
+        std::unique_ptr<FileStorageView> root(view.createRootView());
+        writeLibraryTree(root.get(), 3, 20);
+    }
+    view.close();
+    QVERIFY(!view.hasError());
+    m_valid = fileContents(file);
+    QVERIFY(m_valid.size() > 64 * 1024);
+}
+
+QString tst_StorageDamage::openAndWalk(const QString &file)
+{
+    FileView view;
+    view.open(file);
+    if (!view.isOpen())
+        return view.errorString().isEmpty() ? QStringLiteral("<refused without a message>") : view.errorString();
+    std::unique_ptr<FileStorageView> root(view.createRootView());
+    qint64 bytes = 0;
+    readAll(root.get(), &bytes);
+    root.reset();
+    view.close();
+    if (view.hasError())
+        return QStringLiteral("<close failed: %1>").arg(view.errorString());
+    return QString();
+}
+
+void tst_StorageDamage::refused_data()
+{
+    QTest::addColumn<QByteArray>("bytes"); // the file, or empty to take the sound one
+    QTest::addColumn<QString>("sql");      // applied to the sound file with SQLite directly
+    QTest::addColumn<QString>("error");
+
+    const QString notStorage = QStringLiteral("Die Datei „%1“ ist keine Speicherdatei.");
+    const QString damaged = QStringLiteral("Die Datei „%1“ ist beschädigt (%2).");
+    QRandomGenerator random(7);
+    QByteArray noise(8192, Qt::Uninitialized);
+    for (char &c : noise)
+        c = char(random.bounded(256));
+
+    QTest::newRow("zero-length") << QByteArray("", 0) << QString() << notStorage;
+    QTest::newRow("random-bytes") << noise << QString() << notStorage;
+    QTest::newRow("text") << QByteArray(";type=\"blocklibrary\" version=\"0\"\r\n") << QString() << notStorage;
+    QTest::newRow("foreign-sqlite-database") << QByteArray() << "DROP TABLE stream; PRAGMA application_id = 0" << notStorage;
+    QTest::newRow("other-application-id") << QByteArray() << "PRAGMA application_id = 1" << notStorage;
+    QTest::newRow("format-version-2") << QByteArray() << "PRAGMA user_version = 2"
+                                      << QStringLiteral("Die Datei „%1“ hat die unbekannte Formatversion 2.");
+    QTest::newRow("extra-table") << QByteArray() << "CREATE TABLE notes (text)" << notStorage;
+    QTest::newRow("extra-index") << QByteArray() << "CREATE INDEX by_name ON stream (name)" << notStorage;
+    QTest::newRow("extra-trigger")
+            << QByteArray() << "CREATE TRIGGER t AFTER INSERT ON stream BEGIN DELETE FROM stream; END" << notStorage;
+    QTest::newRow("missing-table") << QByteArray() << "DROP TABLE revision" << notStorage;
+    QTest::newRow("altered-column") << QByteArray() << "ALTER TABLE stream ADD COLUMN extra INTEGER" << notStorage;
+    QTest::newRow("storage-without-parent") << QByteArray() << "UPDATE storage SET parent = 9999 WHERE id = 3"
+                                            << damaged.arg("%1", "storage without parent");
+    QTest::newRow("storages-in-a-cycle") << QByteArray() << "UPDATE storage SET parent = 3 WHERE id = 2"
+                                         << damaged.arg("%1", "storages outside the tree");
+    QTest::newRow("two-roots") << QByteArray() << "UPDATE storage SET parent = NULL WHERE id = 3"
+                               << damaged.arg("%1", "two root storages");
+    QTest::newRow("no-root") << QByteArray() << "UPDATE storage SET parent = 2 WHERE id = 1"
+                             << damaged.arg("%1", "no root storage");
+    QTest::newRow("stream-without-storage") << QByteArray() << "UPDATE stream SET storage = 9999 WHERE id = 5"
+                                            << damaged.arg("%1", "stream without storage");
+    QTest::newRow("no-revision") << QByteArray() << "DELETE FROM revision" << damaged.arg("%1", "no revision");
+    QTest::newRow("two-revisions") << QByteArray() << "INSERT INTO revision VALUES (7)"
+                                   << damaged.arg("%1", "more than one revision");
+    QTest::newRow("nested-too-deeply")
+            << QByteArray()
+            << "WITH RECURSIVE chain(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM chain WHERE n < 513) "
+               "INSERT INTO storage (id, parent, name) SELECT 100000 + n, CASE n WHEN 1 THEN 1 ELSE 99999 + n END, 'L' "
+               "FROM chain"
+            << damaged.arg("%1", "storages nested too deeply");
+}
+
+void tst_StorageDamage::refused()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, sql);
+    QFETCH(QString, error);
+    const QString file = m_dir.filePath(QStringLiteral("bad.bli"));
+    QVERIFY(writeFile(file, bytes.isNull() ? m_valid : bytes));
+    if (!sql.isEmpty())
+        QCOMPARE(execSql(file, sql), QString());
+    const QByteArray before = fileContents(file);
+
+    QCOMPARE(openAndWalk(file), error.arg(file));
+    QVERIFY(fileContents(file) == before);
+}
+
+void tst_StorageDamage::damagedIndexIsNeverWrittenTo()
+{
+    const QString file = m_dir.filePath(QStringLiteral("index.bli"));
+    QVERIFY(writeFile(file, m_valid));
+    QVERIFY(breakIndex(file, "sqlite_autoindex_stream_1"));
+    const QByteArray before = fileContents(file);
+
+    FileView view;
+    view.open(file);
+    QVERIFY2(view.isOpen(), qPrintable(view.errorString()));
+    {
+        std::unique_ptr<FileStorageView> root(view.createRootView());
+        QCOMPARE(root->readStream(QStringLiteral("Info.ini")).size(), 96);
+        root->writeStream(QStringLiteral("Info.ini"), "changed");
+    }
+    view.close();
+    QVERIFY(view.hasError());
+    const QString prefix = QStringLiteral("Die Datei „%1“ ist beschädigt (").arg(file);
+    QVERIFY2(view.errorString().startsWith(prefix), qPrintable(view.errorString()));
+    QVERIFY2(view.errorString().endsWith(QStringLiteral("). Die Änderungen wurden nicht gespeichert.")),
+             qPrintable(view.errorString()));
+    QVERIFY(fileContents(file) == before);
+}
+
+void tst_StorageDamage::damagedBytesNeverCrash_data()
+{
+    QTest::addColumn<QString>("damage");
+    QTest::addColumn<int>("count");
+    QTest::newRow("bit-flips-anywhere") << "flip" << 150;
+    QTest::newRow("bit-flips-in-first-page") << "flip-header" << 60;
+    QTest::newRow("truncations") << "truncate" << 40;
+    QTest::newRow("zeroed-pages") << "zero-page" << 40;
+}
+
+void tst_StorageDamage::damagedBytesNeverCrash()
+{
+    QFETCH(QString, damage);
+    QFETCH(int, count);
+    const QString file = m_dir.filePath(QStringLiteral("damaged.bli"));
+    QRandomGenerator random(qHash(damage));
+    int refused = 0;
+    for (int i = 0; i < count; ++i) {
+        QByteArray bytes = m_valid;
+        if (damage == QLatin1String("flip") || damage == QLatin1String("flip-header")) {
+            const int range = damage == QLatin1String("flip") ? int(bytes.size()) : 4096;
+            for (int flips = 1 + int(random.bounded(8)); flips > 0; --flips)
+                bytes[random.bounded(range)] ^= char(1 << random.bounded(8));
+        } else if (damage == QLatin1String("truncate")) {
+            bytes.truncate(random.bounded(int(bytes.size())));
+        } else {
+            const int page = int(random.bounded(int(bytes.size() / 4096)));
+            bytes.replace(page * 4096, 4096, QByteArray(4096, '\0'));
+        }
+        QVERIFY(writeFile(file, bytes));
+        const QString result = openAndWalk(file);
+        QVERIFY2(!result.startsWith(QLatin1Char('<')), qPrintable(QStringLiteral("case %1: %2").arg(i).arg(result)));
+        refused += result.isEmpty() ? 0 : 1;
+        QVERIFY2(fileContents(file) == bytes, qPrintable(QStringLiteral("case %1: opening wrote to the file").arg(i)));
+    }
+    qInfo("%d of %d damaged files refused, the others opened", refused, count);
+}
+
+QTEST_GUILESS_MAIN(tst_StorageDamage)
+#include "tst_storagedamage.moc"
