@@ -1,0 +1,969 @@
+#include <KvBlockLibrary/Block.h>
+#include <KvBlockLibrary/BlockDefinition.h>
+#include <KvBlockLibrary/BlockLibrary.h>
+#include <KvBlockLibrary/BlockLibraryContainer.h>
+#include <KvBlockLibrary/BlockPin.h>
+#include <KvBlockLibrary/BlockSkin.h>
+#include <KvBlockLibrary/CodeEditorAccess.h>
+#include <KvCodeEditor/BlockCode.h>
+#include <KvCodeEditor/LibraryBlockDefinitionSubWindow.h>
+#include <KvSystem/System.h>
+
+#include "ScratchStorage.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QPointer>
+#include <QtCore/QRandomGenerator>
+#include <QtCore/QUuid>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+const QString UserId = QStringLiteral("{11111111-2222-3333-4444-555555555555}");
+const QString ParameterIcon = QStringLiteral(":/Resources/DefaultParameterDefinitionBlockIconSmall.png");
+const QString LocalIcon = QStringLiteral(":/Resources/DefaultLocalBlockIconSmall.png");
+const QString UserIcon = QStringLiteral(":/Resources/DefaultUserBlockIconSmall.png");
+
+// A container whose read-only flag the test sets; the base class leaves only this open.
+class TestContainer : public BlockLibraryContainer
+{
+public:
+    bool isLocalContainer() const override { return false; }
+};
+
+// A code object that records the calls a definition makes on it. On save() it writes
+// pendingText into its definition, as the code editor does with the text under edit.
+class RecordingCode : public BlockCode
+{
+public:
+    void save() override
+    {
+        ++saves;
+        if (definition && !pendingText.isEmpty())
+            definition->setCodeText(pendingText);
+    }
+    void updateDefinitionCodeTextForCompareCrc() override { ++crcUpdates; }
+
+    BlockDefinition *definition = nullptr;
+    QByteArray pendingText;
+    int saves = 0;
+    int crcUpdates = 0;
+};
+
+QByteArray resource(const QString &name)
+{
+    QFile file(name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray randomBytes(int size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    QRandomGenerator generator(42);
+    for (char &c : bytes)
+        c = char(generator.bounded(256));
+    return bytes;
+}
+
+QByteArray codeStream(unsigned int version, const QByteArray &body)
+{
+    return ";type=\"code\" version=\"" + QByteArray::number(version) + "\"\r\n" + body;
+}
+
+// Where a block under test lives; its kind of home decides the writability rules.
+enum class Home {
+    Alone,             // no library
+    WritableLibrary,   // a container that may be edited
+    ReadOnlyLibrary,   // a container set read-only
+    LocalOfUser,       // the local library of a user block's version (writable)
+    LocalOfStandard,   // the local library of a standard block's version (never writable)
+};
+
+// Builds the block `identifier` ("user" for a fresh user identifier) in its home and keeps
+// everything alive; the block itself is reachable through block.
+struct Placement
+{
+    Placement(const QString &identifier, Home home)
+    {
+        const QString id = identifier == QLatin1String("user") ? UserId : identifier;
+        std::unique_ptr<Block> made(Block::createBlock(id));
+        block = made.get();
+        switch (home) {
+        case Home::Alone:
+            alone = std::move(made);
+            break;
+        case Home::WritableLibrary:
+        case Home::ReadOnlyLibrary:
+            container = std::make_unique<TestContainer>();
+            container->setReadOnly(home == Home::ReadOnlyLibrary);
+            container->library()->insertBlock(made.release());
+            break;
+        case Home::LocalOfUser:
+        case Home::LocalOfStandard:
+            outer.reset(home == Home::LocalOfUser ? Block::createUserBlock()
+                                                  : Block::createBlock(QStringLiteral("StandardBlock_5")));
+            outer->createDefinition()->localBlockLibrary()->insertBlock(made.release());
+            break;
+        }
+    }
+
+    Block *block = nullptr;
+    std::unique_ptr<Block> alone;
+    std::unique_ptr<TestContainer> container;
+    std::unique_ptr<Block> outer;
+};
+
+// Loads a version storage that carries only levels and a wizard definition.
+bool loadWizard(BlockDefinition *definition, const QByteArray &wizard)
+{
+    ScratchStorage storage;
+    if (!storage.isValid())
+        return false;
+    storage.root()->writeStream(QStringLiteral("Info.ini"),
+                                ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\nLevelVisible=0\r\nLevelWrite=0\r\n");
+    storage.root()->storage(QStringLiteral("Wizard"))->writeStream(QStringLiteral("Definition.txt"), wizard);
+    return definition->load(storage.root());
+}
+
+using Edit = std::function<void(BlockDefinition *)>;
+
+} // namespace
+
+Q_DECLARE_METATYPE(Edit)
+Q_DECLARE_METATYPE(Home)
+
+class tst_Definition : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void defaults();
+    void toolBlockHasNoPins();
+    void settersRoundTrip();
+    void emissions_data();
+    void emissions();
+    void pinListsByFunction();
+    void createExistingPinKeepsIt();
+
+    void predicates_data();
+    void predicates();
+
+    void codeText_data();
+    void codeText();
+    void compressedPayloads_data();
+    void compressedPayloads();
+    void defaultSmallImage_data();
+    void defaultSmallImage();
+    void toolTipText_data();
+    void toolTipText();
+
+    void codeObjectIsWeak();
+    void editSubWindowIsWeak();
+    void instanceRegistry();
+    void instantiationDataIsLazy();
+
+    void cloneFromCopiesContent();
+    void cloneFromTemplateLevels_data();
+    void cloneFromTemplateLevels();
+    void cloneFromLocalBlocks_data();
+    void cloneFromLocalBlocks();
+    void clearKeepsFields();
+    void clearDetachesCode();
+};
+
+void tst_Definition::cleanup()
+{
+    System::instance()->setCurrentAccessLevel(7);
+}
+
+void tst_Definition::defaults()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition(4);
+
+    QCOMPARE(definition->block(), block.get());
+    QCOMPARE(definition->parent(), block.get());
+    QCOMPARE(definition->version(), 4u);
+    QCOMPARE(definition->accessLevelRead(), 0u);
+    QCOMPARE(definition->accessLevelWrite(), 0u);
+    QCOMPARE(definition->templateTargetAccessLevelRead(), 0u);
+    QCOMPARE(definition->templateTargetAccessLevelWrite(), 0u);
+    QVERIFY(!definition->isGlobalTemplate());
+    QVERIFY(!definition->isExclusiveTemplate());
+    QVERIFY(!definition->showModified());
+    QCOMPARE(definition->runtimeMembership(), eRuntimeMembership(1));
+    QCOMPARE(definition->maxUsedSystemBlock(), 0u);
+    QCOMPARE(definition->parameterGroup(), QByteArray());
+    QCOMPARE(definition->codeText(), QByteArray());
+    QCOMPARE(definition->codeTextVersion(), 0u);
+    QCOMPARE(definition->codeTextForCompareCrc(), QByteArray());
+    QCOMPARE(definition->descriptionText(), QByteArray());
+    QCOMPARE(definition->largeListImage(), QByteArray());
+    QCOMPARE(definition->smallListImageName(), QString());
+    QCOMPARE(definition->largeListImageName(), QString());
+    QCOMPARE(definition->wizardDefinition(), QByteArray());
+    QVERIFY(!definition->code());
+    QVERIFY(!definition->editSubWindow());
+    QCOMPARE(definition->instanceCount(), 0u);
+    QVERIFY(!definition->isParameterDefinitionBlock());
+
+    BlockLibrary *local = definition->localBlockLibrary();
+    QVERIFY(local);
+    QVERIFY(local->blockIdentifiers().isEmpty());
+    QVERIFY(local->container()->isLocalContainer());
+    QCOMPARE(definition->defaultSkin()->pins(), QList<int>{-1});
+
+    QCOMPARE(definition->pins(), QList<int>{-1});
+    QCOMPARE(definition->inputPins(), QList<int>{-1});
+    QVERIFY(definition->outputPins().isEmpty());
+    const BlockPin *enable = definition->pin(-1);
+    QVERIFY(enable);
+    QCOMPARE(enable->identifier(), -1);
+    QCOMPARE(enable->shortName(), QStringLiteral("enable"));
+    QCOMPARE(enable->function(), eBlockPinFunctionInput);
+    QCOMPARE(int(enable->datatype()), 1);
+    QVERIFY(!definition->pin(0));
+}
+
+void tst_Definition::toolBlockHasNoPins()
+{
+    std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("ToolBlock_3")));
+    BlockDefinition *definition = block->createDefinition();
+    QVERIFY(definition->pins().isEmpty());
+    QVERIFY(definition->inputPins().isEmpty());
+    QVERIFY(!definition->pin(-1));
+}
+
+void tst_Definition::settersRoundTrip()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+
+    definition->setAccessLevelRead(3);
+    definition->setAccessLevelWrite(6);
+    definition->setTemplateTargetAccessLevelRead(2);
+    definition->setTemplateTargetAccessLevelWrite(5);
+    definition->setGlobalTemplate(true);
+    definition->setExclusiveTemplate(true);
+    definition->setShowModified(true);
+    definition->setRuntimeMembership(eRuntimeMembership(4));
+    definition->setMaxUsedSystemBlock(123456);
+    definition->setDescriptionText("<p>Regler</p>");
+    definition->setSmallListImage(QStringLiteral("bmp"), "small");
+    definition->setLargeListImage(QStringLiteral("png"), "large");
+    definition->setCodeTextForCompareCrc("crc text");
+
+    QCOMPARE(definition->accessLevelRead(), 3u);
+    QCOMPARE(definition->accessLevelWrite(), 6u);
+    QCOMPARE(definition->templateTargetAccessLevelRead(), 2u);
+    QCOMPARE(definition->templateTargetAccessLevelWrite(), 5u);
+    QVERIFY(definition->isGlobalTemplate());
+    QVERIFY(definition->isExclusiveTemplate());
+    QVERIFY(definition->showModified());
+    QCOMPARE(definition->runtimeMembership(), eRuntimeMembership(4));
+    QCOMPARE(definition->maxUsedSystemBlock(), 123456u);
+    QCOMPARE(definition->descriptionText(), QByteArray("<p>Regler</p>"));
+    QCOMPARE(definition->smallListImage(), QByteArray("small"));
+    QCOMPARE(definition->smallListImageName(), QStringLiteral("bmp"));
+    QCOMPARE(definition->largeListImage(), QByteArray("large"));
+    QCOMPARE(definition->largeListImageName(), QStringLiteral("png"));
+    QCOMPARE(definition->codeTextForCompareCrc(), QByteArray("crc text"));
+
+    // The flags are independent of each other.
+    definition->setGlobalTemplate(false);
+    QVERIFY(!definition->isGlobalTemplate());
+    QVERIFY(definition->isExclusiveTemplate());
+}
+
+void tst_Definition::emissions_data()
+{
+    QTest::addColumn<Edit>("edit");
+    QTest::addColumn<int>("changed");
+    QTest::addColumn<int>("pinsModified");
+    QTest::addColumn<int>("redraw");
+
+    auto row = [](const char *name, Edit edit, int changed, int pins, int redraw) {
+        QTest::newRow(name) << edit << changed << pins << redraw;
+    };
+    row("access-level-read", [](BlockDefinition *d) { d->setAccessLevelRead(5); }, 0, 0, 0);
+    row("access-level-write", [](BlockDefinition *d) { d->setAccessLevelWrite(5); }, 0, 0, 0);
+    row("show-modified", [](BlockDefinition *d) { d->setShowModified(true); }, 0, 0, 1);
+    row("show-modified-same", [](BlockDefinition *d) { d->setShowModified(false); }, 0, 0, 0);
+    row("runtime-membership", [](BlockDefinition *d) { d->setRuntimeMembership(eRuntimeMembership(0)); }, 1, 0, 0);
+    row("runtime-membership-same", [](BlockDefinition *d) { d->setRuntimeMembership(eRuntimeMembership(1)); }, 0, 0, 0);
+    row("max-used-system-block", [](BlockDefinition *d) { d->setMaxUsedSystemBlock(9); }, 1, 0, 0);
+    row("max-used-system-block-same", [](BlockDefinition *d) { d->setMaxUsedSystemBlock(0); }, 0, 0, 0);
+    row("description", [](BlockDefinition *d) { d->setDescriptionText("x"); }, 1, 0, 0);
+    row("description-same", [](BlockDefinition *d) { d->setDescriptionText(QByteArray()); }, 0, 0, 0);
+    row("small-image", [](BlockDefinition *d) { d->setSmallListImage(QStringLiteral("png"), "i"); }, 1, 0, 0);
+    row("small-image-twice", [](BlockDefinition *d) {
+        d->setSmallListImage(QStringLiteral("png"), "i");
+        d->setSmallListImage(QStringLiteral("png"), "i");
+    }, 1, 0, 0);
+    row("small-image-name-only", [](BlockDefinition *d) { d->setSmallListImage(QStringLiteral("png"), QByteArray()); }, 1, 0, 0);
+    row("large-image", [](BlockDefinition *d) { d->setLargeListImage(QStringLiteral("bmp"), "i"); }, 1, 0, 0);
+    row("template-read-level", [](BlockDefinition *d) { d->setTemplateTargetAccessLevelRead(3); }, 1, 0, 0);
+    row("template-write-level", [](BlockDefinition *d) { d->setTemplateTargetAccessLevelWrite(3); }, 1, 0, 0);
+    row("template-level-same", [](BlockDefinition *d) { d->setTemplateTargetAccessLevelRead(0); }, 0, 0, 0);
+    row("global-template", [](BlockDefinition *d) { d->setGlobalTemplate(true); }, 1, 0, 0);
+    row("exclusive-template", [](BlockDefinition *d) { d->setExclusiveTemplate(true); }, 1, 0, 0);
+    row("global-template-same", [](BlockDefinition *d) { d->setGlobalTemplate(false); }, 0, 0, 0);
+    row("code-text", [](BlockDefinition *d) { d->setCodeText(codeStream(1, "a")); }, 1, 0, 0);
+    row("code-text-without-header", [](BlockDefinition *d) { d->setCodeText("a"); }, 1, 0, 0);
+    row("code-text-for-crc", [](BlockDefinition *d) { d->setCodeTextForCompareCrc("a"); }, 0, 0, 0);
+    row("create-pin", [](BlockDefinition *d) { d->createPin(1); }, 1, 1, 0);
+    row("create-existing-pin", [](BlockDefinition *d) { d->createPin(-1); }, 1, 1, 0);
+    row("delete-pin", [](BlockDefinition *d) { d->deletePin(-1); }, 1, 1, 0);
+    row("delete-missing-pin", [](BlockDefinition *d) { d->deletePin(8); }, 1, 1, 0);
+    // A pin change reaches changed() directly and once more through pinsModified().
+    row("pin-edited", [](BlockDefinition *d) { d->pin(-1)->setShortName(QStringLiteral("en")); }, 2, 1, 0);
+    row("pin-set-same", [](BlockDefinition *d) { d->pin(-1)->setShortName(QStringLiteral("enable")); }, 0, 0, 0);
+    row("skin-order", [](BlockDefinition *d) { d->defaultSkin()->setInputPinOrder({1}); }, 0, 0, 0);
+    row("register-instance", [](BlockDefinition *d) { d->registerInstance(d); }, 0, 0, 0);
+    row("local-block-inserted", [](BlockDefinition *d) { d->localBlockLibrary()->insertBlock(Block::createUserBlock()); }, 1, 0, 0);
+    row("clear", [](BlockDefinition *d) { d->clear(); }, 1, 0, 0);
+    row("instantiation-data", [](BlockDefinition *d) { d->instantiationData(); }, 0, 0, 0);
+}
+
+void tst_Definition::emissions()
+{
+    QFETCH(Edit, edit);
+    QFETCH(int, changed);
+    QFETCH(int, pinsModified);
+    QFETCH(int, redraw);
+
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    QSignalSpy changedSpy(definition, &BlockDefinition::changed);
+    QSignalSpy pinsSpy(definition, &BlockDefinition::pinsModified);
+    QSignalSpy redrawSpy(definition, &BlockDefinition::redrawRequired);
+    QSignalSpy blockSpy(block.get(), &Block::changed);
+
+    edit(definition);
+
+    QCOMPARE(changedSpy.count(), changed);
+    QCOMPARE(pinsSpy.count(), pinsModified);
+    QCOMPARE(redrawSpy.count(), redraw);
+    // Every change of a version is a change of its block.
+    QCOMPARE(blockSpy.count(), changed);
+}
+
+void tst_Definition::pinListsByFunction()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    // Created out of order, and one pin with neither function.
+    for (int number : {12, 3, 7, 10, 2}) {
+        BlockPin *pin = definition->createPin(number);
+        QVERIFY(pin);
+        QCOMPARE(pin->identifier(), number);
+        QCOMPARE(pin->parent(), definition);
+        if (number != 10)
+            pin->setFunction(number % 2 ? eBlockPinFunctionOutput : eBlockPinFunctionInput);
+    }
+    QCOMPARE(definition->pins(), (QList<int>{-1, 2, 3, 7, 10, 12}));
+    QCOMPARE(definition->inputPins(), (QList<int>{-1, 2, 12}));
+    QCOMPARE(definition->outputPins(), (QList<int>{3, 7}));
+
+    QPointer<BlockPin> deleted = definition->pin(3);
+    definition->deletePin(3);
+    QVERIFY(deleted.isNull());
+    QVERIFY(!definition->pin(3));
+    QCOMPARE(definition->outputPins(), QList<int>{7});
+
+    // The skin keeps its own order; the definition's lists stay in number order.
+    definition->defaultSkin()->setOutputPinOrder({7, 12});
+    QCOMPARE(definition->outputPins(), QList<int>{7});
+}
+
+void tst_Definition::createExistingPinKeepsIt()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    BlockPin *first = definition->createPin(3);
+    first->setShortName(QStringLiteral("x"));
+    QSignalSpy pinsSpy(definition, &BlockDefinition::pinsModified);
+
+    QVERIFY(!definition->createPin(3));
+    QCOMPARE(pinsSpy.count(), 1);
+    QCOMPARE(definition->pin(3), first);
+    QCOMPARE(first->shortName(), QStringLiteral("x"));
+    QCOMPARE(definition->pins(), (QList<int>{-1, 3}));
+}
+
+void tst_Definition::predicates_data()
+{
+    QTest::addColumn<QString>("identifier");
+    QTest::addColumn<Home>("home");
+    QTest::addColumn<uint>("readLevel");
+    QTest::addColumn<uint>("writeLevel");
+    QTest::addColumn<uint>("current");
+    QTest::addColumn<bool>("visible");
+    QTest::addColumn<bool>("writable");
+    QTest::addColumn<bool>("stepIn");
+    QTest::addColumn<bool>("allowDelete");
+
+    const QString user = QStringLiteral("user");
+    const QString standard = QStringLiteral("StandardBlock_17");
+    QTest::newRow("user-levels-met") << user << Home::Alone << 3u << 3u << 3u << true << true << true << true;
+    QTest::newRow("user-all-zero") << user << Home::Alone << 0u << 0u << 0u << true << true << true << true;
+    QTest::newRow("user-read-above") << user << Home::Alone << 4u << 0u << 3u << false << true << false << true;
+    QTest::newRow("user-write-above") << user << Home::Alone << 0u << 4u << 3u << true << false << true << false;
+    QTest::newRow("user-writable-library") << user << Home::WritableLibrary << 0u << 7u << 7u << true << true << true << true;
+    QTest::newRow("user-read-only-library") << user << Home::ReadOnlyLibrary << 0u << 0u << 7u << true << false << true << true;
+    QTest::newRow("user-read-only-library-write-above") << user << Home::ReadOnlyLibrary << 0u << 5u << 4u << true << false << true << false;
+    QTest::newRow("standard-highest-level") << standard << Home::Alone << 0u << 0u << 7u << true << false << true << false;
+    QTest::newRow("standard-writable-library") << standard << Home::WritableLibrary << 0u << 0u << 7u << true << false << true << false;
+    QTest::newRow("standard-read-above") << standard << Home::Alone << 5u << 0u << 4u << false << false << false << false;
+    QTest::newRow("system") << QStringLiteral("SystemBlock_2") << Home::Alone << 0u << 0u << 7u << true << false << false << false;
+    QTest::newRow("template") << QStringLiteral("TemplateBlock_2") << Home::Alone << 0u << 0u << 7u << true << false << false << false;
+    QTest::newRow("tool") << QStringLiteral("ToolBlock_2") << Home::Alone << 0u << 0u << 7u << true << false << false << false;
+    QTest::newRow("magic-level-4") << QStringLiteral("MagicBlock_2") << Home::Alone << 0u << 0u << 4u << true << false << false << false;
+    QTest::newRow("magic-level-5") << QStringLiteral("MagicBlock_2") << Home::Alone << 0u << 0u << 5u << true << false << true << false;
+    QTest::newRow("magic-read-above") << QStringLiteral("MagicBlock_2") << Home::Alone << 7u << 0u << 5u << false << false << true << false;
+    QTest::newRow("root-read-above") << QStringLiteral("RootBlock") << Home::Alone << 6u << 0u << 3u << false << true << true << false;
+    QTest::newRow("root-write-above") << QStringLiteral("RootBlock") << Home::Alone << 0u << 5u << 3u << true << false << true << false;
+    QTest::newRow("root-read-only-library") << QStringLiteral("RootBlock") << Home::ReadOnlyLibrary << 0u << 0u << 7u << true << false << true << false;
+    QTest::newRow("local-of-user") << user << Home::LocalOfUser << 0u << 0u << 7u << true << true << true << false;
+    QTest::newRow("local-of-user-write-above") << user << Home::LocalOfUser << 0u << 6u << 5u << true << false << true << false;
+    QTest::newRow("local-of-standard") << user << Home::LocalOfStandard << 0u << 0u << 7u << true << false << true << false;
+    QTest::newRow("local-read-above") << user << Home::LocalOfUser << 6u << 0u << 5u << false << true << false << false;
+}
+
+void tst_Definition::predicates()
+{
+    QFETCH(QString, identifier);
+    QFETCH(Home, home);
+    QFETCH(uint, readLevel);
+    QFETCH(uint, writeLevel);
+    QFETCH(uint, current);
+
+    Placement placement(identifier, home);
+    QVERIFY(placement.block);
+    BlockDefinition *definition = placement.block->createDefinition();
+    definition->setAccessLevelRead(readLevel);
+    definition->setAccessLevelWrite(writeLevel);
+    System::instance()->setCurrentAccessLevel(current);
+
+    QTEST(definition->isVisible(), "visible");
+    QTEST(definition->isWritable(), "writable");
+    QTEST(definition->isStepInAllowed(), "stepIn");
+    QTEST(definition->allowDelete(), "allowDelete");
+    QVERIFY(!definition->isParameterDefinitionBlock());
+    // The local blocks of a version may be edited exactly when the version may.
+    QCOMPARE(definition->localBlockLibrary()->readOnly(), !definition->isWritable());
+}
+
+void tst_Definition::codeText_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("expectedText");
+    QTest::addColumn<uint>("expectedVersion");
+
+    const QByteArray previous = codeStream(7, "old");
+    const QByteArray withBom = "\xEF\xBB\xBF\r\n" + codeStream(2, "body");
+    QTest::newRow("code-header") << codeStream(3, "new\r\nlines") << codeStream(3, "new\r\nlines") << 3u;
+    QTest::newRow("code-header-version-0") << codeStream(0, "") << codeStream(0, "") << 0u;
+    QTest::newRow("header-after-bom-line") << withBom << withBom << 2u;
+    QTest::newRow("no-header") << QByteArray("plain text") << previous << 7u;
+    QTest::newRow("other-kind") << QByteArray(";type=\"pin\" version=\"4\"\r\n") << previous << 7u;
+    QTest::newRow("kind-case-differs") << QByteArray(";type=\"Code\" version=\"4\"\r\n") << previous << 7u;
+    QTest::newRow("empty") << QByteArray() << previous << 7u;
+}
+
+void tst_Definition::codeText()
+{
+    QFETCH(QByteArray, text);
+
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    definition->setCodeText(codeStream(7, "old"));
+    QSignalSpy changed(definition, &BlockDefinition::changed);
+
+    definition->setCodeText(text);
+
+    QTEST(definition->codeText(), "expectedText");
+    QTEST(definition->codeTextVersion(), "expectedVersion");
+    QCOMPARE(changed.count(), 1);
+}
+
+void tst_Definition::compressedPayloads_data()
+{
+    QTest::addColumn<QByteArray>("payload");
+
+    QTest::newRow("random-64k") << randomBytes(64 * 1024);
+    QTest::newRow("zeros-1m") << QByteArray(1024 * 1024, '\0');
+    QTest::newRow("one-byte") << QByteArray("x");
+    QTest::newRow("embedded-nul") << QByteArray("a\0b\0", 4);
+}
+
+void tst_Definition::compressedPayloads()
+{
+    QFETCH(QByteArray, payload);
+
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    const QByteArray code = codeStream(5, payload);
+    definition->setCodeText(code);
+    definition->setSmallListImage(QStringLiteral("png"), payload);
+    definition->setLargeListImage(QStringLiteral("bmp"), payload);
+
+    QCOMPARE(definition->codeText(), code);
+    QCOMPARE(definition->codeTextVersion(), 5u);
+    QCOMPARE(definition->smallListImage(), payload);
+    QCOMPARE(definition->largeListImage(), payload);
+    // Every read hands out an independent copy.
+    QByteArray read = definition->smallListImage();
+    read[0] = char(read.at(0) ^ 0x55);
+    QCOMPARE(definition->smallListImage(), payload);
+}
+
+void tst_Definition::defaultSmallImage_data()
+{
+    QTest::addColumn<QString>("identifier");
+    QTest::addColumn<Home>("home");
+    QTest::addColumn<QString>("expectedResource"); // empty: no default image
+
+    QTest::newRow("standard-199999") << "StandardBlock_199999" << Home::Alone << QString();
+    QTest::newRow("standard-200000") << "StandardBlock_200000" << Home::Alone << ParameterIcon;
+    QTest::newRow("standard-250000") << "StandardBlock_250000" << Home::Alone << ParameterIcon;
+    QTest::newRow("standard-299999") << "StandardBlock_299999" << Home::Alone << ParameterIcon;
+    QTest::newRow("standard-300000") << "StandardBlock_300000" << Home::Alone << QString();
+    QTest::newRow("standard-1") << "StandardBlock_1" << Home::Alone << QString();
+    QTest::newRow("user") << "user" << Home::Alone << UserIcon;
+    QTest::newRow("user-in-library") << "user" << Home::WritableLibrary << UserIcon;
+    QTest::newRow("local") << "user" << Home::LocalOfUser << LocalIcon;
+    QTest::newRow("system") << "SystemBlock_250000" << Home::Alone << QString();
+    QTest::newRow("template") << "TemplateBlock_250000" << Home::Alone << QString();
+    QTest::newRow("tool") << "ToolBlock_1" << Home::Alone << QString();
+    QTest::newRow("magic") << "MagicBlock_1" << Home::Alone << QString();
+    QTest::newRow("root") << "RootBlock" << Home::Alone << QString();
+}
+
+void tst_Definition::defaultSmallImage()
+{
+    QFETCH(QString, identifier);
+    QFETCH(Home, home);
+    QFETCH(QString, expectedResource);
+
+    Placement placement(identifier, home);
+    QVERIFY(placement.block);
+    BlockDefinition *definition = placement.block->createDefinition();
+    const QByteArray expected = expectedResource.isEmpty() ? QByteArray() : resource(expectedResource);
+    QVERIFY2(expectedResource.isEmpty() || !expected.isEmpty(), qPrintable(expectedResource));
+
+    QCOMPARE(definition->smallListImage(), expected);
+    QCOMPARE(definition->smallListImage(), expected); // the cached image reads the same
+    QCOMPARE(definition->smallListImageName(), QString());
+    QCOMPARE(definition->largeListImage(), QByteArray());
+
+    // A stored image always wins over the default.
+    definition->setSmallListImage(QStringLiteral("bmp"), "own");
+    QCOMPARE(definition->smallListImage(), QByteArray("own"));
+}
+
+void tst_Definition::toolTipText_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<uint>("version");
+    QTest::addColumn<QByteArray>("zeroDescription"); // "-": the block has no version 0
+    QTest::addColumn<QByteArray>("ownDescription");
+    QTest::addColumn<bool>("inLibrary");
+    QTest::addColumn<uint>("current");
+    QTest::addColumn<QString>("expected");
+
+    const QString name = QStringLiteral("Regler");
+    const QString library = QStringLiteral("<br><br>") + UserId
+        + QStringLiteral("<br>Bibliotheks-ID:  {lib}<br>Bibliotheksname: Antriebe");
+    QTest::newRow("bare") << name << 0u << QByteArray() << QByteArray() << false << 7u << "Regler (0)";
+    QTest::newRow("own-description") << name << 0u << QByteArray() << QByteArray("D") << false << 7u
+                                     << "Regler (0)<br>D<br>";
+    QTest::newRow("zero-and-own") << name << 2u << QByteArray("A") << QByteArray("B") << false << 7u
+                                  << "Regler (2)<br>A<hr>B<br>";
+    QTest::newRow("zero-only") << name << 2u << QByteArray("A") << QByteArray() << false << 7u
+                               << "Regler (2)<br>A<hr><br>";
+    QTest::newRow("zero-empty") << name << 2u << QByteArray() << QByteArray("B") << false << 7u
+                                << "Regler (2)<br>B<br>";
+    QTest::newRow("no-version-zero") << name << 2u << QByteArray("-") << QByteArray("B") << false << 7u
+                                     << "Regler (2)<br>B<br>";
+    QTest::newRow("umlaut-description") << name << 0u << QByteArray() << QByteArray("Grö\xc3\x9f" "e") << false << 7u
+                                        << QStringLiteral("Regler (0)<br>Größe<br>");
+    QTest::newRow("library-level-5") << name << 0u << QByteArray() << QByteArray() << true << 5u
+                                     << QStringLiteral("Regler (0)") + library;
+    QTest::newRow("library-with-description") << name << 1u << QByteArray("A") << QByteArray("B") << true << 7u
+                                              << QStringLiteral("Regler (1)<br>A<hr>B<br>") + library;
+    QTest::newRow("library-level-4") << name << 0u << QByteArray() << QByteArray() << true << 4u << "Regler (0)";
+    QTest::newRow("placeholder-in-name") << QStringLiteral("Rampe %1 %2") << 3u << QByteArray("-") << QByteArray()
+                                         << false << 7u << "Rampe %1 %2 (3)";
+    QTest::newRow("large-version") << name << 4294967295u << QByteArray("-") << QByteArray() << false << 7u
+                                   << "Regler (4294967295)";
+}
+
+void tst_Definition::toolTipText()
+{
+    QFETCH(QString, name);
+    QFETCH(uint, version);
+    QFETCH(QByteArray, zeroDescription);
+    QFETCH(QByteArray, ownDescription);
+    QFETCH(bool, inLibrary);
+    QFETCH(uint, current);
+
+    Placement placement(QStringLiteral("user"), inLibrary ? Home::WritableLibrary : Home::Alone);
+    Block *block = placement.block;
+    block->setName(Text(1, name));
+    if (inLibrary) {
+        placement.container->setIdentifier(QStringLiteral("{lib}"));
+        placement.container->setName(Text(1, QStringLiteral("Antriebe")));
+    }
+    if (version != 0 && zeroDescription != "-")
+        block->createDefinition(0)->setDescriptionText(zeroDescription);
+    BlockDefinition *definition = block->createDefinition(version);
+    definition->setDescriptionText(ownDescription);
+    System::instance()->setCurrentAccessLevel(current);
+
+    QTEST(definition->toolTipText(), "expected");
+}
+
+void tst_Definition::codeObjectIsWeak()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    auto *first = new RecordingCode;
+    RecordingCode second;
+    QSignalSpy changed(definition, &BlockDefinition::changed);
+
+    CodeEditorAccess::setCode(definition, first);
+    CodeEditorAccess::setCode(definition, &second); // ignored: the first one lives
+    QCOMPARE(definition->code(), first);
+    QCOMPARE(changed.count(), 0);
+
+    emit first->changed();
+    QCOMPARE(changed.count(), 1);
+    emit second.changed();
+    QCOMPARE(changed.count(), 1);
+
+    delete first;
+    QVERIFY(!definition->code());
+    CodeEditorAccess::setCode(definition, nullptr);
+    QVERIFY(!definition->code());
+    CodeEditorAccess::setCode(definition, &second);
+    QCOMPARE(definition->code(), &second);
+    emit second.changed();
+    QCOMPARE(changed.count(), 2);
+}
+
+void tst_Definition::editSubWindowIsWeak()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    auto *window = new LibraryBlockDefinitionSubWindow;
+    QSignalSpy changed(definition, &BlockDefinition::changed);
+
+    CodeEditorAccess::setEditSubWindow(definition, window);
+    QCOMPARE(definition->editSubWindow(), window);
+    delete window;
+    QVERIFY(!definition->editSubWindow());
+
+    LibraryBlockDefinitionSubWindow other;
+    CodeEditorAccess::setEditSubWindow(definition, &other);
+    QCOMPARE(definition->editSubWindow(), &other);
+    CodeEditorAccess::setEditSubWindow(definition, nullptr);
+    QVERIFY(!definition->editSubWindow());
+    QCOMPARE(changed.count(), 0);
+}
+
+void tst_Definition::instanceRegistry()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    QObject a, b;
+
+    definition->registerInstance(&a);
+    definition->registerInstance(&a);
+    definition->registerInstance(&b);
+    QCOMPARE(definition->instanceCount(), 2u);
+    definition->unregisterInstance(&a);
+    QCOMPARE(definition->instanceCount(), 1u);
+    definition->unregisterInstance(&a);
+    QCOMPARE(definition->instanceCount(), 1u);
+    definition->registerInstance(&a);
+    QCOMPARE(definition->instanceCount(), 2u);
+    definition->unregisterInstance(&b);
+    definition->unregisterInstance(&a);
+    QCOMPARE(definition->instanceCount(), 0u);
+}
+
+void tst_Definition::instantiationDataIsLazy()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    BlockInstantiationData *data = definition->instantiationData();
+    QVERIFY(data);
+    QCOMPARE(definition->instantiationData(), data);
+    // Another version has its own.
+    QVERIFY(block->createDefinition()->instantiationData() != data);
+}
+
+void tst_Definition::cloneFromCopiesContent()
+{
+    std::unique_ptr<Block> sourceBlock(Block::createUserBlock());
+    BlockDefinition *source = sourceBlock->createDefinition(0);
+    source->setRuntimeMembership(eRuntimeMembership(3));
+    source->setCodeText(codeStream(2, "stale"));
+    source->setSmallListImage(QStringLiteral("bmp"), "small");
+    source->setLargeListImage(QStringLiteral("png"), "large");
+    source->setAccessLevelRead(2);
+    source->setAccessLevelWrite(5);
+    source->setDescriptionText("<p>Quelle</p>");
+    source->setTemplateTargetAccessLevelRead(6);
+    source->setTemplateTargetAccessLevelWrite(7);
+    source->setGlobalTemplate(true);
+    source->setExclusiveTemplate(true);
+    source->setMaxUsedSystemBlock(9);
+    source->setShowModified(true);
+    source->setCodeTextForCompareCrc("crc");
+    source->pin(-1)->setShortName(QStringLiteral("freigabe"));
+    BlockPin *in = source->createPin(1);
+    in->setFunction(eBlockPinFunctionInput);
+    in->setSimpleType(4);
+    in->setName(Text(1, QStringLiteral("Sollwert")));
+    source->createPin(2)->setFunction(eBlockPinFunctionOutput);
+    source->defaultSkin()->setInputPinOrder({1});
+    source->defaultSkin()->setOutputPinOrder({2});
+    QObject user;
+    source->registerInstance(&user);
+    RecordingCode code;
+    code.definition = source;
+    code.pendingText = codeStream(4, "under edit");
+    CodeEditorAccess::setCode(source, &code);
+    LibraryBlockDefinitionSubWindow window;
+    CodeEditorAccess::setEditSubWindow(source, &window);
+
+    std::unique_ptr<Block> targetBlock(Block::createUserBlock());
+    BlockDefinition *target = targetBlock->createDefinition(3);
+    target->createPin(7);
+    target->setMaxUsedSystemBlock(4);
+    QSignalSpy changed(target, &BlockDefinition::changed);
+    QSignalSpy pinsModified(target, &BlockDefinition::pinsModified);
+    QSignalSpy redraw(target, &BlockDefinition::redrawRequired);
+
+    target->cloneFrom(source);
+
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(pinsModified.count(), 0);
+    QCOMPARE(redraw.count(), 0);
+    QCOMPARE(code.saves, 1);
+
+    QCOMPARE(target->block(), targetBlock.get());
+    QCOMPARE(target->version(), 3u);
+    QCOMPARE(target->runtimeMembership(), eRuntimeMembership(3));
+    QCOMPARE(target->codeText(), codeStream(4, "under edit"));
+    QCOMPARE(target->codeTextVersion(), 4u);
+    QCOMPARE(target->smallListImage(), QByteArray("small"));
+    QCOMPARE(target->smallListImageName(), QStringLiteral("bmp"));
+    QCOMPARE(target->largeListImage(), QByteArray("large"));
+    QCOMPARE(target->largeListImageName(), QStringLiteral("png"));
+    QCOMPARE(target->accessLevelRead(), 2u);
+    QCOMPARE(target->accessLevelWrite(), 5u);
+    QCOMPARE(target->descriptionText(), QByteArray("<p>Quelle</p>"));
+    QCOMPARE(target->templateTargetAccessLevelRead(), 6u);
+    QCOMPARE(target->templateTargetAccessLevelWrite(), 7u);
+    QVERIFY(!target->isGlobalTemplate());
+    QVERIFY(!target->isExclusiveTemplate());
+
+    QCOMPARE(target->pins(), (QList<int>{-1, 1, 2}));
+    QCOMPARE(target->pin(-1)->shortName(), QStringLiteral("freigabe"));
+    QCOMPARE(target->pin(1)->name().text(1), QStringLiteral("Sollwert"));
+    QCOMPARE(int(target->pin(1)->datatype()), 4);
+    QCOMPARE(target->inputPins(), (QList<int>{-1, 1}));
+    QCOMPARE(target->outputPins(), QList<int>{2});
+    QVERIFY(target->pin(1) != source->pin(1));
+    QCOMPARE(target->defaultSkin()->inputPinOrder(), QList<int>{1});
+    QCOMPARE(target->defaultSkin()->outputPinOrder(), QList<int>{2});
+
+    // Left out of the copy.
+    QCOMPARE(target->maxUsedSystemBlock(), 4u);
+    QVERIFY(!target->showModified());
+    QCOMPARE(target->codeTextForCompareCrc(), QByteArray());
+    QVERIFY(!target->code());
+    QVERIFY(!target->editSubWindow());
+    QCOMPARE(target->instanceCount(), 0u);
+
+    // The copy is independent of its source.
+    source->pin(1)->setShortName(QStringLiteral("changed"));
+    source->setDescriptionText("changed");
+    QCOMPARE(target->pin(1)->shortName(), QString());
+    QCOMPARE(target->descriptionText(), QByteArray("<p>Quelle</p>"));
+    QSignalSpy later(target, &BlockDefinition::changed);
+    target->pin(1)->setShortName(QStringLiteral("own"));
+    QVERIFY(later.count() > 0);
+}
+
+void tst_Definition::cloneFromTemplateLevels_data()
+{
+    QTest::addColumn<QString>("identifier");
+    QTest::addColumn<bool>("templateInfo");
+    QTest::addColumn<uint>("expectedRead");
+    QTest::addColumn<uint>("expectedWrite");
+
+    QTest::newRow("template-takes-target-levels") << "TemplateBlock_4" << true << 3u << 4u;
+    QTest::newRow("template-without-template-info") << "TemplateBlock_4" << false << 1u << 2u;
+    QTest::newRow("user-keeps-own-levels") << "user" << true << 1u << 2u;
+}
+
+void tst_Definition::cloneFromTemplateLevels()
+{
+    QFETCH(QString, identifier);
+    QFETCH(bool, templateInfo);
+
+    Placement placement(identifier, Home::Alone);
+    QVERIFY(placement.block);
+    BlockDefinition *source = placement.block->createDefinition();
+    if (templateInfo) {
+        QVERIFY(loadWizard(source, "wizard text"));
+        QCOMPARE(source->wizardDefinition(), QByteArray("wizard text"));
+        source->setGlobalTemplate(true);
+        source->setExclusiveTemplate(true);
+        source->setTemplateTargetAccessLevelRead(3);
+        source->setTemplateTargetAccessLevelWrite(4);
+    } else {
+        // Reading the template settings must not create them.
+        QCOMPARE(source->templateTargetAccessLevelRead(), 0u);
+        QVERIFY(!source->isGlobalTemplate());
+        QCOMPARE(source->wizardDefinition(), QByteArray());
+    }
+    source->setAccessLevelRead(1);
+    source->setAccessLevelWrite(2);
+
+    std::unique_ptr<Block> copyBlock(Block::createUserBlock());
+    BlockDefinition *copy = copyBlock->createDefinition();
+    copy->cloneFrom(source);
+
+    QTEST(copy->accessLevelRead(), "expectedRead");
+    QTEST(copy->accessLevelWrite(), "expectedWrite");
+    QCOMPARE(copy->templateTargetAccessLevelRead(), templateInfo ? 3u : 0u);
+    QCOMPARE(copy->templateTargetAccessLevelWrite(), templateInfo ? 4u : 0u);
+    QVERIFY(!copy->isGlobalTemplate());
+    QVERIFY(!copy->isExclusiveTemplate());
+    QCOMPARE(copy->wizardDefinition(), QByteArray());
+}
+
+void tst_Definition::cloneFromLocalBlocks_data()
+{
+    QTest::addColumn<bool>("fallback");
+
+    QTest::newRow("normal-block-renames") << false;
+    QTest::newRow("fallback-block-keeps-identifier") << true;
+}
+
+void tst_Definition::cloneFromLocalBlocks()
+{
+    QFETCH(bool, fallback);
+
+    std::unique_ptr<Block> sourceBlock(Block::createUserBlock());
+    BlockDefinition *source = sourceBlock->createDefinition();
+    Block *local = Block::createBlock(UserId);
+    local->setShortName(QStringLiteral("L"));
+    local->createDefinition()->setDescriptionText("local");
+    source->localBlockLibrary()->insertBlock(local);
+    QVERIFY(local->isLocalBlock());
+
+    std::unique_ptr<Block> targetBlock(Block::createUserBlock());
+    if (fallback)
+        targetBlock->setFallbackBlock();
+    BlockDefinition *target = targetBlock->createDefinition();
+    QSignalSpy changed(target, &BlockDefinition::changed);
+    target->cloneFrom(source);
+
+    QCOMPARE(changed.count(), 1);
+    const QList<QString> identifiers = target->localBlockLibrary()->blockIdentifiers();
+    QCOMPARE(identifiers.size(), 1);
+    Block *copy = target->localBlockLibrary()->block(identifiers.first());
+    QVERIFY(copy != local);
+    QVERIFY(copy->isLocalBlock());
+    QCOMPARE(copy->ownerLibrary(), target->localBlockLibrary());
+    QCOMPARE(copy->shortName(), QStringLiteral("L"));
+    QCOMPARE(copy->blockDefinition(0)->descriptionText(), QByteArray("local"));
+    if (fallback) {
+        QCOMPARE(copy->identifier(), UserId);
+        QCOMPARE(target->localSubstitutionForBlock(UserId), QString());
+    } else {
+        QVERIFY(copy->identifier() != UserId);
+        QVERIFY(!QUuid(copy->identifier()).isNull());
+        QCOMPARE(target->localSubstitutionForBlock(UserId), copy->identifier());
+    }
+    QCOMPARE(target->localSubstitutionForBlock(QStringLiteral("{unknown}")), QString());
+    // The source keeps its own local block.
+    QCOMPARE(source->localBlockLibrary()->blockIdentifiers(), QList<QString>{UserId});
+    QCOMPARE(source->localBlockLibrary()->block(UserId), local);
+}
+
+void tst_Definition::clearKeepsFields()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    definition->createPin(1);
+    QPointer<BlockPin> enable = definition->pin(-1);
+    QPointer<Block> local = Block::createUserBlock();
+    definition->localBlockLibrary()->insertBlock(local);
+    definition->setAccessLevelRead(3);
+    definition->setAccessLevelWrite(4);
+    definition->setDescriptionText("kept");
+    definition->setCodeText(codeStream(2, "kept"));
+    definition->setSmallListImage(QStringLiteral("png"), "kept");
+    definition->setTemplateTargetAccessLevelRead(5);
+    definition->setRuntimeMembership(eRuntimeMembership(2));
+    definition->setMaxUsedSystemBlock(8);
+    BlockInstantiationData *data = definition->instantiationData();
+    QObject user;
+    definition->registerInstance(&user);
+
+    definition->clear();
+
+    QVERIFY(definition->pins().isEmpty());
+    QVERIFY(enable.isNull());
+    QVERIFY(local.isNull());
+    QVERIFY(definition->localBlockLibrary()->blockIdentifiers().isEmpty());
+    QCOMPARE(definition->accessLevelRead(), 3u);
+    QCOMPARE(definition->accessLevelWrite(), 4u);
+    QCOMPARE(definition->descriptionText(), QByteArray("kept"));
+    QCOMPARE(definition->codeText(), codeStream(2, "kept"));
+    QCOMPARE(definition->smallListImage(), QByteArray("kept"));
+    QCOMPARE(definition->templateTargetAccessLevelRead(), 5u);
+    QCOMPARE(definition->runtimeMembership(), eRuntimeMembership(2));
+    QCOMPARE(definition->maxUsedSystemBlock(), 8u);
+    QCOMPARE(definition->instantiationData(), data);
+    QCOMPARE(definition->instanceCount(), 1u);
+
+    // Pins can be made again, the enable pin included.
+    QVERIFY(definition->createPin(-1));
+    QCOMPARE(definition->pins(), QList<int>{-1});
+}
+
+void tst_Definition::clearDetachesCode()
+{
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    BlockDefinition *definition = block->createDefinition();
+    RecordingCode code;
+    CodeEditorAccess::setCode(definition, &code);
+
+    definition->clear();
+    QVERIFY(!definition->code());
+    QSignalSpy changed(definition, &BlockDefinition::changed);
+    emit code.changed();
+    QCOMPARE(changed.count(), 0);
+
+    // Attached again, it reports each change once.
+    CodeEditorAccess::setCode(definition, &code);
+    emit code.changed();
+    QCOMPARE(changed.count(), 1);
+}
+
+QTEST_MAIN(tst_Definition)
+#include "tst_definition.moc"
