@@ -61,6 +61,10 @@ public:
             if (!dialog)
                 return false;
             dialog->selectFile(fileName);
+            // selectFile() leaves the name field alone once it has the focus, and accept()
+            // reads the name from there: set it directly, or the dialog may stay open.
+            if (auto *nameEdit = dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
+                nameEdit->setText(fileName);
             QMetaObject::invokeMethod(dialog, "accept", Qt::DirectConnection);
             return true;
         }));
