@@ -50,8 +50,8 @@ private slots:
     void createReplaces_data();
     void createReplaces();
 
-    void laterCommitOfOtherSessionIsNotOverwritten_data();
-    void laterCommitOfOtherSessionIsNotOverwritten();
+    void sessionsHoldTheirFile_data();
+    void sessionsHoldTheirFile();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
@@ -360,23 +360,23 @@ void tst_FileView::commitWritesOnlyChangedRows()
         sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr);
         sqlite3_stmt *statement = nullptr;
         sqlite3_prepare_v2(db,
-                           "SELECT 'stream', id, storage, name, hex(data) FROM stream UNION ALL "
-                           "SELECT 'storage', id, parent, name, '' FROM storage UNION ALL "
-                           "SELECT 'revision', number, NULL, NULL, NULL FROM revision ORDER BY 1, 2",
+                           "SELECT 'stream', id, storage, name, size FROM stream UNION ALL "
+                           "SELECT 'storage', id, parent, name, NULL FROM storage UNION ALL "
+                           "SELECT 'data', id, hex(data), NULL, NULL FROM stream_data ORDER BY 1, 2",
                            -1, &statement, nullptr);
         while (sqlite3_step(statement) == SQLITE_ROW) {
             QStringList columns;
             for (int i = 0; i < 5; ++i)
                 columns << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, i)));
-            out << columns.join(QLatin1Char(' '));
+            out << columns.join(QLatin1Char(' ')).trimmed();
         }
         sqlite3_finalize(statement);
         sqlite3_close(db);
         return out;
     };
-    QCOMPARE(rows(), QStringList({ "revision 1   ", "storage 1   ", "storage 2 1 A ", "storage 3 1 B ",
-                                   "storage 4 1 C ", "storage 5 4 D ", "stream 1 2 x 31", "stream 2 2 y 32",
-                                   "stream 3 3 z 33", "stream 4 5 w 34" }));
+    QCOMPARE(rows(), QStringList({ "data 1 31", "data 2 32", "data 3 33", "data 4 34", "storage 1", "storage 2 1 A",
+                                   "storage 3 1 B", "storage 4 1 C", "storage 5 4 D", "stream 1 2 x 1",
+                                   "stream 2 2 y 1", "stream 3 3 z 1", "stream 4 5 w 1" }));
 
     FileView view;
     view.open(file);
@@ -390,9 +390,9 @@ void tst_FileView::commitWritesOnlyChangedRows()
     QCOMPARE(integrityCheck(file), QStringLiteral("ok"));
     // Unchanged rows keep their ids; C and its sub-storage D are gone with their streams.
     // Deleted ids are free again, so E takes the id C had.
-    QCOMPARE(rows(), QStringList({ "revision 2   ", "storage 1   ", "storage 2 1 A ", "storage 3 1 B ",
-                                   "storage 4 1 E ", "stream 1 2 x 31", "stream 2 2 y 6368616E676564",
-                                   "stream 5 3 new 35", "stream 6 4 v 36" }));
+    QCOMPARE(rows(), QStringList({ "data 1 31", "data 2 6368616E676564", "data 5 35", "data 6 36", "storage 1",
+                                   "storage 2 1 A", "storage 3 1 B", "storage 4 1 E", "stream 1 2 x 1",
+                                   "stream 2 2 y 7", "stream 5 3 new 1", "stream 6 4 v 1" }));
 }
 
 void tst_FileView::openFails_data()
@@ -521,23 +521,22 @@ void tst_FileView::createReplaces()
     QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name), expectedEntries);
 }
 
-void tst_FileView::laterCommitOfOtherSessionIsNotOverwritten_data()
+void tst_FileView::sessionsHoldTheirFile_data()
 {
-    QTest::addColumn<bool>("secondCreates"); // the late session replaces the file instead of editing it
-    QTest::addColumn<bool>("secondChanges");
-    QTest::addColumn<bool>("secondFails");
-    QTest::newRow("open-with-changes") << false << true << true;
-    QTest::newRow("open-without-changes") << false << false << false;
-    QTest::newRow("create-over-storage-file") << true << true << true;
+    QTest::addColumn<bool>("secondCreates");    // the other session replaces the file instead of opening it
+    QTest::addColumn<bool>("secondClosesFirst"); // without changes, before the first one commits
+    QTest::newRow("commit-while-other-session-open") << false << false;
+    QTest::newRow("commit-while-create-session-open") << true << false;
+    QTest::newRow("commit-after-other-session-closed") << false << true;
 }
 
-void tst_FileView::laterCommitOfOtherSessionIsNotOverwritten()
+void tst_FileView::sessionsHoldTheirFile()
 {
     QFETCH(bool, secondCreates);
-    QFETCH(bool, secondChanges);
-    QFETCH(bool, secondFails);
+    QFETCH(bool, secondClosesFirst);
     const QString file = path("shared.bli");
     makeFile(file, { { "x", "0" } });
+    const QByteArray original = fileContents(file);
 
     FileView first;
     FileView second;
@@ -548,28 +547,33 @@ void tst_FileView::laterCommitOfOtherSessionIsNotOverwritten()
         second.open(file);
     QVERIFY(first.isOpen());
     QVERIFY(second.isOpen());
+    if (secondClosesFirst) {
+        second.close();
+        QVERIFY(!second.hasError());
+    }
     {
         RootView root(first.createRootView());
         root->writeStream(QStringLiteral("x"), "first");
     }
     first.close();
-    QVERIFY2(!first.hasError(), qPrintable(first.errorString()));
-    const QByteArray committed = fileContents(file);
+    if (secondClosesFirst) {
+        QVERIFY2(!first.hasError(), qPrintable(first.errorString()));
+        QCOMPARE(treeOf(file), QStringList({ "stream x 5 6669727374" }));
+        return;
+    }
+    // The other session still reads the file as it was: nobody may commit under it.
+    QVERIFY(first.hasError());
+    QCOMPARE(first.errorString(), QStringLiteral("Die Datei „%1“ ist von einem anderen Programm gesperrt. "
+                                                 "Die Änderungen wurden nicht gespeichert.")
+                                          .arg(file));
+    QVERIFY(fileContents(file) == original);
     {
         RootView root(second.createRootView());
-        if (secondChanges)
-            root->writeStream(QStringLiteral("x"), "second");
+        root->writeStream(QStringLiteral("x"), "second");
     }
     second.close();
-    QCOMPARE(second.hasError(), secondFails);
-    if (secondFails) {
-        QCOMPARE(second.errorString(),
-                 QStringLiteral("Die Datei „%1“ wurde inzwischen von einem anderen Programm geändert. "
-                                "Die Änderungen wurden nicht gespeichert.")
-                         .arg(file));
-    }
-    QVERIFY(fileContents(file) == committed);
-    QCOMPARE(treeOf(file), QStringList({ "stream x 5 6669727374" }));
+    QVERIFY2(!second.hasError(), qPrintable(second.errorString()));
+    QCOMPARE(treeOf(file), QStringList({ "stream x 6 7365636f6e64" }));
 }
 
 QTEST_GUILESS_MAIN(tst_FileView)

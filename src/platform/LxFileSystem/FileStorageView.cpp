@@ -98,10 +98,17 @@ void FileStorageView::writeStream(const QString &name, const QByteArray &data)
     StreamList &streams = d->node->streams;
     const qsizetype index = d->node->findStream(name);
     const bool exists = index < streams.size() && streams.at(index).name == name;
-    if (!d->beginWrite(!exists || !sameBytes(streams.at(index).data, data)))
+    // Whether the bytes change decides only what a read-only file refuses; in a writable
+    // one, close() compares with the file anyway.
+    bool wouldChange = !exists || streams.at(index).byteCount() != data.size();
+    if (!wouldChange && (!d->session || d->session->readOnly))
+        wouldChange = !sameBytes(d->session ? d->session->bytesOf(streams.at(index)) : QByteArray(), data);
+    else if (!wouldChange)
+        wouldChange = streams.at(index).inFile() || !sameBytes(streams.at(index).data, data);
+    if (!d->beginWrite(wouldChange))
         return;
     if (exists)
-        streams[index] = StorageStream { name, data };
+        streams[index] = StorageStream { streams.at(index).name, data };
     else
         streams.insert(index, StorageStream { name, data });
 }
@@ -110,8 +117,15 @@ QByteArray FileStorageView::readStream(const QString &name) const
 {
     if (!d->isLive())
         return QByteArray();
-    const StorageStream *stream = d->node->stream(name);
-    return stream ? stream->data : QByteArray();
+    const StreamList &streams = d->node->streams;
+    qsizetype index = d->lastStream + 1;
+    if (index >= streams.size() || !sameName(streams.at(index).name, name)) {
+        index = d->node->findStream(name);
+        if (index >= streams.size() || streams.at(index).name != name)
+            return QByteArray();
+    }
+    d->lastStream = index;
+    return d->session->bytesOf(streams.at(index));
 }
 
 FileStorageView *FileStorageView::storage(const QString &name)
@@ -119,14 +133,27 @@ FileStorageView *FileStorageView::storage(const QString &name)
     if (!d->node)
         return nullptr;
     StorageNode &node = *d->node;
+    auto &children = node.children;
+    auto found = children.end();
+    bool exists = false;
+    if (d->lastChildGeneration == node.generation) {
+        const auto next = std::next(d->lastChild);
+        if (next != children.end() && sameName(next->first, name)) {
+            found = next;
+            exists = true;
+        }
+    }
+    if (!exists) {
+        found = children.lower_bound(name);
+        exists = found != children.end() && found->first == name;
+    }
     StorageNodePtr child;
-    const auto found = node.children.lower_bound(name);
-    if (found != node.children.end() && found->first == name) {
+    if (exists) {
         child = found->second;
     } else if (d->isLive() && !d->session->readOnly) {
         if (node.depth < LxFileSystemLimits::kMaxDepth) {
             child = std::make_shared<StorageNode>(name, &node, node.depth + 1);
-            node.children.emplace_hint(found, name, child);
+            found = children.emplace_hint(found, name, child);
             d->session->modified = true;
         } else {
             qWarning("LxFileSystem: storage \"%s\" would nest deeper than %d levels; it is not created",
@@ -134,31 +161,38 @@ FileStorageView *FileStorageView::storage(const QString &name)
         }
     }
 
-    auto cached = d->childViews.find(name);
-    if (cached != d->childViews.end() && cached->second) {
-        const StorageNodePtr &shown = cached->second->d->node;
-        if (child ? shown == child : shown->detached && shown->isEmpty())
-            return cached->second;
+    if (child) {
+        d->lastChild = found;
+        d->lastChildGeneration = node.generation;
+        if (child->firstViewOwner == d && child->firstView)
+            return child->firstView;
+        QPointer<FileStorageView> &view = child->firstView && child->firstViewOwner != d
+                ? d->childViews[child.get()]
+                : child->firstView;
+        if (!view) {
+            view = new FileStorageView(*new FileStorageViewPrivate(child, d->session), this);
+            if (&view == &child->firstView)
+                child->firstViewOwner = d;
+        }
+        return view;
     }
-    if (!child) {
-        // Nothing can be created here (read-only file, removed storage, closed file): an
-        // empty storage outside the tree keeps callers working and absorbs their writes.
-        child = std::make_shared<StorageNode>(name, nullptr, node.depth + 1);
-        child->detached = true;
+    // Nothing can be created here (read-only file, removed storage, closed file): an empty
+    // storage outside the tree keeps callers working and absorbs their writes.
+    QPointer<FileStorageView> &view = d->placeholderViews[name];
+    if (!view) {
+        auto placeholder = std::make_shared<StorageNode>(name, nullptr, node.depth + 1);
+        placeholder->detached = true;
+        view = new FileStorageView(*new FileStorageViewPrivate(placeholder, d->session), this);
     }
-    auto *view = new FileStorageView(*new FileStorageViewPrivate(child, d->session), this);
-    if (cached != d->childViews.end())
-        cached->second = view;
-    else
-        d->childViews.emplace(name, view);
     return view;
 }
 
 QByteArray FileStorageView::toByteArray() const
 {
+    const auto bytesOf = [this](const StorageStream &stream) { return d->session->bytesOf(stream); };
     if (!d->isLive())
-        return StorageTreeCodec::encode(StorageNode(QString(), nullptr, 0));
-    return StorageTreeCodec::encode(*d->node);
+        return StorageTreeCodec::encode(StorageNode(QString(), nullptr, 0), bytesOf);
+    return StorageTreeCodec::encode(*d->node, bytesOf);
 }
 
 bool FileStorageView::fromByteArray(const QByteArray &data)

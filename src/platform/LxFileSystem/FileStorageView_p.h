@@ -7,6 +7,7 @@
 
 #include <map>
 #include <memory>
+#include <unordered_map>
 
 class FileStorageViewPrivate
 {
@@ -28,7 +29,15 @@ public:
 
     StorageNodePtr node;
     std::shared_ptr<StorageSession> session;
-    // Views handed out by storage(), by name. A view whose storage was removed stays owned
-    // here (as a QObject child) and is replaced when the name is asked for again.
-    std::map<QString, QPointer<FileStorageView>> childViews;
+    // Views handed out by storage(), as QObject children: those of storages in the tree by
+    // storage (a view holds its storage, so the key stays unique), those standing in for
+    // storages that could not be created by name. A view whose storage was removed stays
+    // alive and is replaced when the name is asked for again.
+    std::unordered_map<const StorageNode *, QPointer<FileStorageView>> childViews;
+    std::map<QString, QPointer<FileStorageView>> placeholderViews;
+    // Readers mostly go through names in order: the next lookup tries the successor of the
+    // last one first.
+    std::map<QString, StorageNodePtr>::iterator lastChild;
+    quint64 lastChildGeneration = ~quint64(0);
+    qsizetype lastStream = -1;
 };

@@ -18,8 +18,10 @@ void FileViewPrivate::startSession(Mode newMode, const QString &path)
 
 void FileViewPrivate::discard()
 {
-    if (session)
+    if (session) {
         session->active = false;
+        session->source = nullptr;
+    }
     session.reset();
     root.reset();
     snapshot = StorageSnapshot();
@@ -34,14 +36,16 @@ StorageFileStatus FileViewPrivate::save()
     case Mode::Scratch:
         return {};
     case Mode::Opened:
+        // Streams that could not be read leave the tree incomplete: it must not be saved.
+        if (!database.fetchFailure().isOk())
+            return database.fetchFailure();
         if (session->refusedWrites)
             return StorageFileStatus(StorageFileStatus::ReadOnly);
-        // A session that changed nothing takes no lock and cannot conflict with anyone.
-        if (!session->modified || !treeDiffers(*root, snapshot))
+        if (!session->modified)
             return {};
-        return database.commit(*root, &snapshot, snapshot.revision, identity);
+        return database.commit(*root, &snapshot, identity);
     case Mode::Replace: {
-        const StorageFileStatus status = database.commit(*root, nullptr, revision, identity);
+        const StorageFileStatus status = database.commit(*root, nullptr, identity);
         if (status.code != StorageFileStatus::Damaged)
             return status;
         // A damaged file cannot be rewritten in place, but create() replaces whatever is there.
@@ -149,11 +153,11 @@ void FileView::create(const QString &path)
         d->setError(StorageFileStatus(StorageFileStatus::ReadOnly), false);
         return;
     }
-    // An existing storage file is rewritten in place, under the same locks every other
+    // An existing storage file is rewritten in place, under the same lock every other
     // session of it takes; anything else at the path is replaced as a whole.
     d->identity = FileIdentity::of(d->absolutePath);
     const StorageFileStatus status = d->database.open(d->absolutePath);
-    if (status.isOk() && !d->database.isReadOnly() && d->database.readRevision(&d->revision).isOk()) {
+    if (status.isOk() && !d->database.isReadOnly()) {
         d->startSession(FileViewPrivate::Mode::Replace, path);
         return;
     }
@@ -199,6 +203,7 @@ void FileView::open(const QString &path)
         return;
     }
     d->session->readOnly = d->database.isReadOnly();
+    d->session->source = &d->database;
 }
 
 bool FileView::isOpen() const
@@ -232,9 +237,12 @@ void FileView::close()
 {
     if (d->mode == FileViewPrivate::Mode::Closed)
         return;
+    // A created file is a change by itself; an opened one only if something was written.
+    const bool changes = d->mode != FileViewPrivate::Mode::Opened || d->session->modified
+            || d->session->refusedWrites;
     const StorageFileStatus status = d->save();
     d->discard();
-    d->setError(status, true);
+    d->setError(status, changes);
 }
 
 bool FileView::hasError() const

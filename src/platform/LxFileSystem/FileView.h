@@ -16,6 +16,11 @@ class FileViewPrivate;
  * the process. A commit that fails leaves the previous file byte for byte intact and is
  * reported through hasError() and errorString(). Destroying an open FileView without
  * close() discards the changes.
+ *
+ * A session holds its file's shared lock from create()/open() to close(): other sessions,
+ * in this process or another, can read the file meanwhile, but none can commit until it
+ * ends. A close() that would commit waits up to three seconds for the other sessions to end
+ * and otherwise fails, leaving the file as it was.
  */
 class LXFILESYSTEM_EXPORT FileView : public QObject
 {

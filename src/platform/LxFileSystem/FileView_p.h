@@ -14,7 +14,7 @@ public:
         Closed,
         Scratch,   // in memory only, nothing to save
         Opened,    // an existing file: write the rows that changed since open
-        Replace,   // create() over an existing storage file: replace all rows in place
+        Replace,   // create() over an existing storage file: replace all its rows
         CreateNew, // create() where no storage file is: write a new file and move it into place
     };
 
@@ -31,7 +31,6 @@ public:
     StorageNodePtr root;
     std::shared_ptr<StorageSession> session;
     StorageSnapshot snapshot;
-    qint64 revision = 0;
     FileIdentity identity;
     bool replaceExisting = false; // CreateNew: a file (not a storage file) is at the path
     bool hasError = false;

@@ -189,6 +189,12 @@ bool Statement::reset()
     return rc == SQLITE_OK || m_db->fail(rc);
 }
 
+void Statement::abandon()
+{
+    if (m_statement)
+        sqlite3_reset(m_statement);
+}
+
 int Statement::columnType(int column) const
 {
     return sqlite3_column_type(m_statement, column);

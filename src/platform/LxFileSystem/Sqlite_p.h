@@ -71,6 +71,9 @@ public:
     Statement(const Statement &) = delete;
     Statement &operator=(const Statement &) = delete;
 
+    bool isPrepared() const { return m_statement != nullptr; }
+    void finalize();
+
     [[nodiscard]] bool bind(int index, qint64 value);
     [[nodiscard]] bool bindNull(int index);
     [[nodiscard]] bool bind(int index, const QString &text);
@@ -80,6 +83,9 @@ public:
     // Steps a statement that returns no rows, then resets it for the next use.
     [[nodiscard]] bool execute();
     [[nodiscard]] bool reset();
+    // Resets a statement whose pending row is no longer wanted; an error of that row is
+    // nobody's concern.
+    void abandon();
 
     int columnType(int column) const;
     qint64 columnInt64(int column) const;
@@ -92,7 +98,6 @@ public:
 
 private:
     friend class Database;
-    void finalize();
 
     Database *m_db = nullptr;
     sqlite3_stmt *m_statement = nullptr;

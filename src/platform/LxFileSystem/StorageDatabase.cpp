@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <optional>
 
 #include <fcntl.h>
@@ -20,11 +21,15 @@ namespace {
 
 // Long enough to ride out another program's commit, short enough to answer the user soon.
 constexpr int kBusyTimeoutMs = 3000;
-// Streams are mostly a few hundred bytes to a few kilobytes; larger pages would waste space
-// in every half-filled overflow page without making reads faster.
-constexpr int kPageSize = 4096;
+// The largest page SQLite offers. Code texts and images of 2 to 20 KB then fit into one
+// page instead of a chain of overflow pages, which makes reading a library about a third
+// faster. The cost is a larger minimum file (six pages) and whole 64 KB pages journaled
+// for small edits, both small next to a library's size and a save's sync.
+constexpr int kPageSize = 65536;
 
 // The schema. Text as stored in sqlite_schema, which is also how open() recognises it.
+// Stream bytes have a table of their own so that reading the tree's structure does not
+// read them.
 constexpr char kStorageTable[] =
         "CREATE TABLE storage (\n"
         "    id     INTEGER PRIMARY KEY,\n"
@@ -37,12 +42,13 @@ constexpr char kStreamTable[] =
         "    id      INTEGER PRIMARY KEY,\n"
         "    storage INTEGER NOT NULL REFERENCES storage (id),\n"
         "    name    TEXT NOT NULL,\n"
-        "    data    BLOB NOT NULL,\n"
+        "    size    INTEGER NOT NULL,\n"
         "    UNIQUE (storage, name)\n"
         ") STRICT";
-constexpr char kRevisionTable[] =
-        "CREATE TABLE revision (\n"
-        "    number INTEGER NOT NULL\n"
+constexpr char kDataTable[] =
+        "CREATE TABLE stream_data (\n"
+        "    id   INTEGER PRIMARY KEY REFERENCES stream (id),\n"
+        "    data BLOB NOT NULL\n"
         ") STRICT";
 
 struct SchemaEntry
@@ -53,13 +59,13 @@ struct SchemaEntry
     const char *sql; // null for the indexes behind UNIQUE
 };
 
-// In the order of the query in checkSchema().
+// In the order of the query in StorageDatabase::open().
 constexpr SchemaEntry kSchema[] = {
     { "index", "sqlite_autoindex_storage_1", "storage", nullptr },
     { "index", "sqlite_autoindex_stream_1", "stream", nullptr },
-    { "table", "revision", "revision", kRevisionTable },
     { "table", "storage", "storage", kStorageTable },
     { "table", "stream", "stream", kStreamTable },
+    { "table", "stream_data", "stream_data", kDataTable },
 };
 
 // Whether the connection reads a file that may come from anywhere, or writes a new one.
@@ -158,28 +164,28 @@ public:
     virtual ~ChangeSink() = default;
     virtual bool insertStorage(qint64 parent, const QString &name, qint64 *id) = 0;
     virtual bool insertStream(qint64 storage, const QString &name, const QByteArray &data) = 0;
-    virtual bool updateStream(qint64 id, const QByteArray &data) = 0;
+    virtual bool updateStream(qint64 id, const QByteArray &data, bool sizeChanged) = 0;
     virtual bool deleteStream(qint64 id) = 0;
     // Deletes the storage row and its streams; its sub-storages have been deleted before.
     virtual bool deleteStorage(qint64 id) = 0;
 };
 
-bool sameBytes(const QByteArray &a, const QByteArray &b)
-{
-    // Streams nobody rewrote still share their buffer with the snapshot.
-    return (a.constData() == b.constData() && a.size() == b.size()) || a == b;
-}
-
+// Walks the tree and the file's rows side by side and reports every difference.
 class ChangeWalker
 {
 public:
-    ChangeWalker(const StorageSnapshot *snapshot, ChangeSink &sink) : m_snapshot(snapshot), m_sink(sink)
+    ChangeWalker(const StorageSnapshot *snapshot, StreamSource *source, ChangeSink &sink)
+        : m_snapshot(snapshot), m_source(source), m_sink(sink)
     {
         if (snapshot)
             m_index.emplace(*snapshot);
     }
 
-    bool walkRoot(const StorageNode &root) { return walk(root, m_snapshot->storages[m_snapshot->root].id, &m_snapshot->storages[m_snapshot->root]); }
+    bool walkRoot(const StorageNode &root)
+    {
+        const StorageSnapshot::Storage &stored = m_snapshot->storages[m_snapshot->root];
+        return walk(root, stored.id, &stored);
+    }
 
     // Walks node, stored as row id; stored is what the file held for it, or null for a new storage.
     bool walk(const StorageNode &node, qint64 id, const StorageSnapshot::Storage *stored)
@@ -212,6 +218,17 @@ public:
     }
 
 private:
+    // The bytes of a stream of the tree; a stream still in the file is read from it.
+    bool bytesOf(const StorageStream &stream, QByteArray *bytes)
+    {
+        if (!stream.inFile()) {
+            *bytes = stream.data;
+            return true;
+        }
+        *bytes = m_source ? m_source->fetch(stream.id, stream.size) : QByteArray();
+        return !bytes->isNull() || stream.size == 0;
+    }
+
     bool walkStreams(const StreamList &live, qint64 id, const StreamList &stored)
     {
         // Untouched since loading: still the very list the snapshot holds.
@@ -219,23 +236,40 @@ private:
             return true;
         auto current = live.cbegin();
         auto old = stored.cbegin();
+        QByteArray bytes;
         while (current != live.cend() || old != stored.cend()) {
             if (current == live.cend() || (old != stored.cend() && old->name < current->name)) {
                 if (!m_sink.deleteStream(old->id))
                     return false;
                 ++old;
             } else if (old == stored.cend() || current->name < old->name) {
-                if (!m_sink.insertStream(id, current->name, current->data))
+                if (!bytesOf(*current, &bytes) || !m_sink.insertStream(id, current->name, bytes))
                     return false;
                 ++current;
             } else {
-                if (!sameBytes(current->data, old->data) && !m_sink.updateStream(old->id, current->data))
+                if (current->id != old->id && !sameAsStored(*current, *old, &bytes))
                     return false;
                 ++current;
                 ++old;
             }
         }
         return true;
+    }
+
+    // Writes current over old unless the bytes are the same. Rewriting a tree with what it
+    // held is common (a save rewrites everything), and reading is far cheaper than writing.
+    bool sameAsStored(const StorageStream &current, const StorageStream &old, QByteArray *bytes)
+    {
+        if (!bytesOf(current, bytes))
+            return false;
+        if (bytes->size() == old.size) {
+            const QByteArray stored = m_source ? m_source->fetch(old.id, old.size) : QByteArray();
+            if (stored.isNull() && old.size != 0)
+                return false;
+            if (stored == *bytes)
+                return true;
+        }
+        return m_sink.updateStream(old.id, *bytes, bytes->size() != old.size);
     }
 
     bool removeStorage(qint64 id)
@@ -248,48 +282,121 @@ private:
     }
 
     const StorageSnapshot *m_snapshot;
+    StreamSource *m_source;
     std::optional<SnapshotIndex> m_index;
     ChangeSink &m_sink;
 };
 
-// Packs the streams read from a file into a few large blocks instead of one allocation each:
-// loading, walking and freeing a library then touch far fewer heap blocks. Each stream is a
-// QByteArray pointing into its block and holding a reference to it, the way Qt 6 itself
-// keeps arrays whose data starts inside their allocation. Writing to such a stream
-// detaches it as usual; a block is freed with its last stream.
-class StreamArena
+// Writes the changes with prepared statements inside the caller's transaction. Before the
+// first write it runs the caller's checks, so that a save that changes nothing writes nothing.
+class RowWriter final : public ChangeSink
 {
 public:
-    QByteArray copy(const char *data, qsizetype size)
+    RowWriter(LxSqlite::Database &db, std::function<StorageFileStatus()> checks)
+        : m_db(db), m_checks(std::move(checks))
     {
-        if (size == 0)
-            return QByteArray();
-        if (size > kMaxPackedSize)
-            return QByteArray(data, size);
-        // Every stream keeps its terminating '\0', as QByteArray promises.
-        if (!m_block.d_ptr() || m_used + size + 1 > m_block.d_ptr()->constAllocatedCapacity()) {
-            auto [header, start] = QTypedArrayData<char>::allocate(kBlockSize);
-            if (!header)
-                qBadAlloc();
-            m_block = QByteArray::DataPointer(header, start, 0);
-            m_used = 0;
-        }
-        QByteArray::DataPointer slice = m_block;
-        slice.ptr = m_block.data() + m_used;
-        slice.size = size;
-        memcpy(slice.ptr, data, size_t(size));
-        slice.ptr[size] = '\0';
-        m_used += size + 1;
-        return QByteArray(std::move(slice));
+    }
+
+    // Runs the checks and prepares the statements, once.
+    bool start()
+    {
+        if (m_started)
+            return m_status.isOk();
+        m_started = true;
+        if (m_checks)
+            m_status = m_checks();
+        if (!m_status.isOk())
+            return false;
+        return m_db.prepare(m_insertStorage, "INSERT INTO storage (parent, name) VALUES (?1, ?2)")
+                && m_db.prepare(m_insertStream, "INSERT INTO stream (storage, name, size) VALUES (?1, ?2, ?3)")
+                && m_db.prepare(m_insertData, "INSERT INTO stream_data (id, data) VALUES (?1, ?2)")
+                && m_db.prepare(m_updateSize, "UPDATE stream SET size = ?2 WHERE id = ?1")
+                && m_db.prepare(m_updateData, "UPDATE stream_data SET data = ?2 WHERE id = ?1")
+                && m_db.prepare(m_deleteStream, "DELETE FROM stream WHERE id = ?1")
+                && m_db.prepare(m_deleteData, "DELETE FROM stream_data WHERE id = ?1")
+                && m_db.prepare(m_deleteDataOf,
+                                "DELETE FROM stream_data WHERE id IN (SELECT id FROM stream WHERE storage = ?1)")
+                && m_db.prepare(m_deleteStreamsOf, "DELETE FROM stream WHERE storage = ?1")
+                && m_db.prepare(m_deleteStorage, "DELETE FROM storage WHERE id = ?1");
+    }
+
+    bool started() const { return m_started; }
+    // Why the checks refused writing, or why the file did not hold what it held when read.
+    const StorageFileStatus &status() const { return m_status; }
+
+    bool insertRoot(qint64 *id)
+    {
+        if (!start() || !m_insertStorage.bindNull(1) || !m_insertStorage.bind(2, QString())
+                || !m_insertStorage.execute())
+            return false;
+        *id = m_db.lastInsertRowId();
+        return true;
+    }
+
+    bool insertStorage(qint64 parent, const QString &name, qint64 *id) override
+    {
+        if (!start() || !m_insertStorage.bind(1, parent) || !m_insertStorage.bind(2, name)
+                || !m_insertStorage.execute())
+            return false;
+        *id = m_db.lastInsertRowId();
+        return true;
+    }
+
+    bool insertStream(qint64 storage, const QString &name, const QByteArray &data) override
+    {
+        if (!start() || !m_insertStream.bind(1, storage) || !m_insertStream.bind(2, name)
+                || !m_insertStream.bind(3, qint64(data.size())) || !m_insertStream.execute())
+            return false;
+        return m_insertData.bind(1, m_db.lastInsertRowId()) && m_insertData.bind(2, data) && m_insertData.execute();
+    }
+
+    bool updateStream(qint64 id, const QByteArray &data, bool sizeChanged) override
+    {
+        if (!start())
+            return false;
+        if (sizeChanged
+                && !(m_updateSize.bind(1, id) && m_updateSize.bind(2, qint64(data.size())) && m_updateSize.execute()
+                     && expectOneChange()))
+            return false;
+        return m_updateData.bind(1, id) && m_updateData.bind(2, data) && m_updateData.execute() && expectOneChange();
+    }
+
+    bool deleteStream(qint64 id) override
+    {
+        return start() && m_deleteData.bind(1, id) && m_deleteData.execute() && m_deleteStream.bind(1, id)
+                && m_deleteStream.execute() && expectOneChange();
+    }
+
+    bool deleteStorage(qint64 id) override
+    {
+        return start() && m_deleteDataOf.bind(1, id) && m_deleteDataOf.execute() && m_deleteStreamsOf.bind(1, id)
+                && m_deleteStreamsOf.execute() && m_deleteStorage.bind(1, id) && m_deleteStorage.execute()
+                && expectOneChange();
     }
 
 private:
-    // Large enough that block bookkeeping vanishes, small enough that a caller keeping one
-    // stream does not pin much memory.
-    static constexpr qsizetype kBlockSize = 1024 * 1024;
-    static constexpr qsizetype kMaxPackedSize = kBlockSize / 8;
-    QByteArray::DataPointer m_block;
-    qsizetype m_used = 0;
+    bool expectOneChange()
+    {
+        if (m_db.changes() == 1)
+            return true;
+        m_status = StorageFileStatus(StorageFileStatus::Damaged, QStringLiteral("row missing"));
+        return false;
+    }
+
+    LxSqlite::Database &m_db;
+    std::function<StorageFileStatus()> m_checks;
+    bool m_started = false;
+    StorageFileStatus m_status;
+    LxSqlite::Statement m_insertStorage;
+    LxSqlite::Statement m_insertStream;
+    LxSqlite::Statement m_insertData;
+    LxSqlite::Statement m_updateSize;
+    LxSqlite::Statement m_updateData;
+    LxSqlite::Statement m_deleteStream;
+    LxSqlite::Statement m_deleteData;
+    LxSqlite::Statement m_deleteDataOf;
+    LxSqlite::Statement m_deleteStreamsOf;
+    LxSqlite::Statement m_deleteStorage;
 };
 
 // Stream names repeat in every storage ("Info.ini" in every block); reading each once saves
@@ -321,103 +428,6 @@ private:
     static constexpr size_t kMaxNames = kSlots / 2;
     std::vector<QString> m_slots = std::vector<QString>(kSlots);
     size_t m_used = 0;
-};
-
-// Finds out whether there is any change at all, stopping at the first.
-class DifferenceProbe final : public ChangeSink
-{
-public:
-    bool insertStorage(qint64, const QString &, qint64 *) override { return found(); }
-    bool insertStream(qint64, const QString &, const QByteArray &) override { return found(); }
-    bool updateStream(qint64, const QByteArray &) override { return found(); }
-    bool deleteStream(qint64) override { return found(); }
-    bool deleteStorage(qint64) override { return found(); }
-
-    bool differs = false;
-
-private:
-    bool found()
-    {
-        differs = true;
-        return false;
-    }
-};
-
-// Writes the changes with prepared statements inside the caller's transaction.
-class RowWriter final : public ChangeSink
-{
-public:
-    explicit RowWriter(LxSqlite::Database &db) : m_db(db) { }
-
-    bool prepare()
-    {
-        return m_db.prepare(m_insertStorage, "INSERT INTO storage (parent, name) VALUES (?1, ?2)")
-                && m_db.prepare(m_insertStream, "INSERT INTO stream (storage, name, data) VALUES (?1, ?2, ?3)")
-                && m_db.prepare(m_updateStream, "UPDATE stream SET data = ?2 WHERE id = ?1")
-                && m_db.prepare(m_deleteStream, "DELETE FROM stream WHERE id = ?1")
-                && m_db.prepare(m_deleteStreamsOf, "DELETE FROM stream WHERE storage = ?1")
-                && m_db.prepare(m_deleteStorage, "DELETE FROM storage WHERE id = ?1");
-    }
-
-    bool insertRoot(qint64 *id)
-    {
-        if (!m_insertStorage.bindNull(1) || !m_insertStorage.bind(2, QString()) || !m_insertStorage.execute())
-            return false;
-        *id = m_db.lastInsertRowId();
-        return true;
-    }
-
-    bool insertStorage(qint64 parent, const QString &name, qint64 *id) override
-    {
-        if (!m_insertStorage.bind(1, parent) || !m_insertStorage.bind(2, name) || !m_insertStorage.execute())
-            return false;
-        *id = m_db.lastInsertRowId();
-        return true;
-    }
-
-    bool insertStream(qint64 storage, const QString &name, const QByteArray &data) override
-    {
-        return m_insertStream.bind(1, storage) && m_insertStream.bind(2, name) && m_insertStream.bind(3, data)
-                && m_insertStream.execute();
-    }
-
-    bool updateStream(qint64 id, const QByteArray &data) override
-    {
-        return m_updateStream.bind(1, id) && m_updateStream.bind(2, data) && m_updateStream.execute()
-                && expectOneChange();
-    }
-
-    bool deleteStream(qint64 id) override
-    {
-        return m_deleteStream.bind(1, id) && m_deleteStream.execute() && expectOneChange();
-    }
-
-    bool deleteStorage(qint64 id) override
-    {
-        return m_deleteStreamsOf.bind(1, id) && m_deleteStreamsOf.execute() && m_deleteStorage.bind(1, id)
-                && m_deleteStorage.execute() && expectOneChange();
-    }
-
-    // The rows of the snapshot are gone or were never there: the file is not what was read.
-    bool rowsMissing() const { return m_rowsMissing; }
-
-private:
-    bool expectOneChange()
-    {
-        if (m_db.changes() == 1)
-            return true;
-        m_rowsMissing = true;
-        return m_db.fail(SQLITE_CORRUPT, QStringLiteral("row missing"));
-    }
-
-    LxSqlite::Database &m_db;
-    LxSqlite::Statement m_insertStorage;
-    LxSqlite::Statement m_insertStream;
-    LxSqlite::Statement m_updateStream;
-    LxSqlite::Statement m_deleteStream;
-    LxSqlite::Statement m_deleteStreamsOf;
-    LxSqlite::Statement m_deleteStorage;
-    bool m_rowsMissing = false;
 };
 
 // Removes a file on destruction unless released: a half-written new file never stays.
@@ -493,11 +503,21 @@ StorageFileStatus StorageDatabase::fromSqlite(StorageFileStatus::Code fallback) 
     return { fallback, detail };
 }
 
+StorageDatabase::~StorageDatabase()
+{
+    close();
+}
+
 StorageFileStatus StorageDatabase::open(const QString &path)
 {
+    close();
     m_path = path;
+    m_fetchFailure = StorageFileStatus();
     if (!m_db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(m_db, Origin::Existing))
         return fromSqlite(StorageFileStatus::ReadFailed);
+    if (!m_db.exec("BEGIN DEFERRED"))
+        return fromSqlite(StorageFileStatus::ReadFailed);
+    m_inSession = true;
 
     qint64 applicationId = 0;
     if (!m_db.queryInt64("PRAGMA application_id", &applicationId))
@@ -540,35 +560,10 @@ StorageFileStatus StorageDatabase::open(const QString &path)
     return {};
 }
 
-StorageFileStatus StorageDatabase::readRevision(qint64 *revision)
-{
-    LxSqlite::Statement statement;
-    if (!m_db.prepare(statement, "SELECT number FROM revision"))
-        return fromSqlite(StorageFileStatus::ReadFailed);
-    LxSqlite::Statement::Step step = statement.step();
-    if (step == LxSqlite::Statement::Step::Failed)
-        return fromSqlite(StorageFileStatus::ReadFailed);
-    if (step != LxSqlite::Statement::Step::Row || statement.columnType(0) != SQLITE_INTEGER)
-        return { StorageFileStatus::Damaged, QStringLiteral("no revision") };
-    *revision = statement.columnInt64(0);
-    step = statement.step();
-    if (step == LxSqlite::Statement::Step::Failed)
-        return fromSqlite(StorageFileStatus::ReadFailed);
-    if (step != LxSqlite::Statement::Step::Done)
-        return { StorageFileStatus::Damaged, QStringLiteral("more than one revision") };
-    return {};
-}
-
 StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snapshot)
 {
-    Q_ASSERT(root.isEmpty());
+    Q_ASSERT(root.isEmpty() && m_inSession);
     using Step = LxSqlite::Statement::Step;
-    LxSqlite::Transaction transaction(m_db);
-    if (!transaction.begin(LxSqlite::Transaction::Mode::Deferred))
-        return fromSqlite(StorageFileStatus::ReadFailed);
-    StorageFileStatus status = readRevision(&snapshot->revision);
-    if (!status.isOk())
-        return status;
 
     // Storage rows first: streams can only be placed once every storage exists. nodes[i]
     // belongs to snapshot->storages[i]; the root's entry holds no reference of its own.
@@ -632,7 +627,11 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
         StorageNode *parent = byId.value(snapshot->storages[i].parent);
         if (!parent)
             return { StorageFileStatus::Damaged, QStringLiteral("storage without parent") };
-        if (!parent->children.emplace(nodes[i]->name, nodes[i]).second)
+        // Files list the storages of one parent in name order: the end is the place to insert.
+        auto &children = parent->children;
+        const size_t before = children.size();
+        children.emplace_hint(children.end(), nodes[i]->name, nodes[i]);
+        if (children.size() == before)
             return { StorageFileStatus::Damaged, QStringLiteral("two storages of one name") };
         nodes[i]->parent = parent;
     }
@@ -654,30 +653,35 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
         return { StorageFileStatus::Damaged, QStringLiteral("storages outside the tree") };
 
     LxSqlite::Statement streams;
-    if (!m_db.prepare(streams, "SELECT id, storage, name, data FROM stream"))
+    if (!m_db.prepare(streams, "SELECT id, storage, name, size FROM stream"))
         return fromSqlite(StorageFileStatus::ReadFailed);
+    // The tables are STRICT, so their values have the declared types; what a damaged record
+    // might hold instead reads as a harmless conversion.
     NameTable names;
-    StreamArena arena;
     qint64 currentId = 0;
     StorageNode *current = nullptr;
+    qsizetype lastCount = 0;
     while ((step = streams.step()) == Step::Row) {
-        if (streams.columnType(0) != SQLITE_INTEGER || streams.columnType(1) != SQLITE_INTEGER
-                || streams.columnType(2) != SQLITE_TEXT || streams.columnType(3) != SQLITE_BLOB)
-            return { StorageFileStatus::Damaged, QStringLiteral("stream row of wrong types") };
+        const qint64 id = streams.columnInt64(0);
+        const qint64 size = streams.columnInt64(3);
+        // Row 0 would read as a stream written in this session.
+        if (id == 0 || size < 0 || size > LxFileSystemLimits::kMaxStreamSize)
+            return { StorageFileStatus::Damaged, QStringLiteral("stream row of wrong values") };
         const qint64 storageId = streams.columnInt64(1);
         if (!current || storageId != currentId) {
+            if (current)
+                lastCount = current->streams.size();
             current = byId.value(storageId);
             currentId = storageId;
             if (!current)
                 return { StorageFileStatus::Damaged, QStringLiteral("stream without storage") };
+            // Storages of a library hold much the same streams: size for as many as the last.
+            if (current->streams.isEmpty())
+                current->streams.reserve(lastCount);
         }
-        const QByteArrayView data = streams.columnBlobView(3);
-        current->streams.append(StorageStream { names.intern(streams.columnTextView(2)),
-                                                arena.copy(data.data(), data.size()), streams.columnInt64(0) });
+        current->streams.append(StorageStream { names.intern(streams.columnTextView(2)), QByteArray(), id, size });
     }
     if (step == Step::Failed)
-        return fromSqlite(StorageFileStatus::ReadFailed);
-    if (!transaction.commit())
         return fromSqlite(StorageFileStatus::ReadFailed);
 
     const auto byName = [](const StorageStream &a, const StorageStream &b) { return a.name < b.name; };
@@ -695,56 +699,49 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
     return {};
 }
 
-StorageFileStatus StorageDatabase::commit(const StorageNode &root, const StorageSnapshot *snapshot,
-                                          qint64 revision, const FileIdentity &identity)
+void StorageDatabase::failFetch(const StorageFileStatus &status)
 {
-    const QByteArray encodedPath = QFile::encodeName(m_path);
-    if (::access(encodedPath.constData(), W_OK) != 0) {
-        if (errno == ENOENT)
-            return { StorageFileStatus::Changed, QStringLiteral("file removed") };
-        StorageFileStatus status = statusFromErrno(errno, StorageFileStatus::WriteFailed);
-        if (status.code == StorageFileStatus::NoPermission)
-            status.code = StorageFileStatus::ReadOnly;
-        return status;
-    }
-    LxSqlite::Transaction transaction(m_db);
-    if (!transaction.begin(LxSqlite::Transaction::Mode::Immediate))
-        return fromSqlite(StorageFileStatus::WriteFailed);
-    if (FileIdentity::of(m_path) != identity)
-        return { StorageFileStatus::Changed, QStringLiteral("file replaced") };
-    qint64 current = 0;
-    StorageFileStatus status = readRevision(&current);
-    if (!status.isOk())
-        return status;
-    if (current != revision)
-        return { StorageFileStatus::Changed, QStringLiteral("revision %1, expected %2").arg(current).arg(revision) };
-    // Loading reads every table page, not the indexes or the free list. Writing into a file
-    // damaged there could spread the damage, so the whole file is checked first.
-    status = quickCheck();
-    if (!status.isOk())
-        return status;
+    if (m_fetchFailure.isOk())
+        m_fetchFailure = status;
+}
 
-    RowWriter writer(m_db);
-    if (!writer.prepare())
-        return fromSqlite(StorageFileStatus::WriteFailed);
-    bool written;
-    if (snapshot) {
-        written = ChangeWalker(snapshot, writer).walkRoot(root);
-    } else {
-        qint64 rootId = 0;
-        written = m_db.exec("DELETE FROM stream; DELETE FROM storage") && writer.insertRoot(&rootId)
-                && ChangeWalker(nullptr, writer).walk(root, rootId, nullptr);
+QByteArray StorageDatabase::fetch(qint64 id, qint64 size)
+{
+    using Step = LxSqlite::Statement::Step;
+    if (!m_inSession)
+        return QByteArray();
+    if (!m_fetchReady || m_readyId != id) {
+        m_fetchReady = false;
+        m_fetch.abandon();
+        if ((!m_fetch.isPrepared() && !m_db.prepare(m_fetch, "SELECT id, data FROM stream_data WHERE id >= ?1"))
+                || !m_fetch.bind(1, id)) {
+            failFetch(fromSqlite(StorageFileStatus::ReadFailed));
+            return QByteArray();
+        }
+        const Step step = m_fetch.step();
+        if (step == Step::Failed) {
+            failFetch(fromSqlite(StorageFileStatus::ReadFailed));
+            return QByteArray();
+        }
+        m_fetchReady = step == Step::Row;
+        m_readyId = m_fetchReady ? m_fetch.columnInt64(0) : 0;
     }
-    if (written)
-        written = m_db.exec("UPDATE revision SET number = number + 1");
-    if (!written) {
-        if (writer.rowsMissing())
-            return { StorageFileStatus::Changed, QStringLiteral("rows missing") };
-        return fromSqlite(StorageFileStatus::WriteFailed);
+    if (!m_fetchReady || m_readyId != id) {
+        failFetch({ StorageFileStatus::Damaged, QStringLiteral("stream data missing") });
+        return QByteArray();
     }
-    if (!transaction.commit())
-        return fromSqlite(StorageFileStatus::WriteFailed);
-    return {};
+    QByteArray bytes = m_fetch.columnBlob(1);
+    if (bytes.size() != size) {
+        failFetch({ StorageFileStatus::Damaged, QStringLiteral("stream data of wrong size") });
+        return QByteArray();
+    }
+    if (bytes.isNull())
+        bytes = QByteArray("", 0); // read, and empty: not the null of a failure
+    // Have the following row ready: the next request is most likely for it.
+    const Step next = m_fetch.step();
+    m_fetchReady = next == Step::Row;
+    m_readyId = m_fetchReady ? m_fetch.columnInt64(0) : 0;
+    return bytes;
 }
 
 StorageFileStatus StorageDatabase::quickCheck()
@@ -761,8 +758,68 @@ StorageFileStatus StorageDatabase::quickCheck()
     return {};
 }
 
+StorageFileStatus StorageDatabase::checkBeforeWriting(const FileIdentity &identity)
+{
+    const QByteArray encodedPath = QFile::encodeName(m_path);
+    if (::access(encodedPath.constData(), W_OK) != 0) {
+        if (errno == ENOENT)
+            return { StorageFileStatus::Changed, QStringLiteral("file removed") };
+        StorageFileStatus status = statusFromErrno(errno, StorageFileStatus::WriteFailed);
+        if (status.code == StorageFileStatus::NoPermission)
+            status.code = StorageFileStatus::ReadOnly;
+        return status;
+    }
+    // The session's lock keeps other sessions of this file out, not a new file moved over it.
+    if (FileIdentity::of(m_path) != identity)
+        return { StorageFileStatus::Changed, QStringLiteral("file replaced") };
+    // Loading reads the tables, not the indexes or the free list. Writing into a file
+    // damaged there could spread the damage, so the whole file is checked first.
+    return quickCheck();
+}
+
+StorageFileStatus StorageDatabase::commit(const StorageNode &root, const StorageSnapshot *snapshot,
+                                          const FileIdentity &identity)
+{
+    if (!m_inSession)
+        return { StorageFileStatus::WriteFailed, QStringLiteral("no session") };
+    RowWriter writer(m_db, [&] { return checkBeforeWriting(identity); });
+    bool written;
+    if (snapshot) {
+        written = ChangeWalker(snapshot, this, writer).walkRoot(root);
+    } else {
+        qint64 rootId = 0;
+        written = writer.start() && m_db.exec("DELETE FROM stream_data; DELETE FROM stream; DELETE FROM storage")
+                && writer.insertRoot(&rootId) && ChangeWalker(nullptr, this, writer).walk(root, rootId, nullptr);
+    }
+    StorageFileStatus status;
+    if (!written) {
+        status = !writer.status().isOk()   ? writer.status()
+                : !m_fetchFailure.isOk() ? m_fetchFailure
+                                         : fromSqlite(StorageFileStatus::WriteFailed);
+    } else if (writer.started()) {
+        m_fetch.abandon(); // a pending read would hold up the commit
+        if (!m_db.exec("COMMIT"))
+            status = fromSqlite(StorageFileStatus::WriteFailed);
+        else
+            m_inSession = false;
+    }
+    close();
+    return status;
+}
+
 void StorageDatabase::close()
 {
+    m_fetchReady = false;
+    m_fetch.finalize();
+    if (m_inSession && m_db.inTransaction()) {
+        // Ends the session's read transaction, or rolls back a failed commit. Closing the
+        // connection below rolls back whatever ROLLBACK could not.
+        const LxSqlite::Error cause = m_db.lastError();
+        const bool rolledBack = m_db.exec("ROLLBACK");
+        Q_UNUSED(rolledBack);
+        m_db.setLastError(cause);
+    }
+    m_inSession = false;
     // Nothing is pending once a session ends, so closing cannot lose data.
     if (!m_db.close())
         qWarning("LxFileSystem: closing %s: %s", qPrintable(m_path), qPrintable(m_db.lastError().message));
@@ -802,14 +859,11 @@ StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const Stora
         return file.fromSqlite(StorageFileStatus::WriteFailed);
     {
         LxSqlite::Transaction transaction(db);
-        RowWriter writer(db);
+        RowWriter writer(db, {});
         qint64 rootId = 0;
         const bool written = transaction.begin(LxSqlite::Transaction::Mode::Immediate) && db.exec(header.constData())
-                && db.exec(kStorageTable)
-                && db.exec(kStreamTable) && db.exec(kRevisionTable)
-                && db.exec("INSERT INTO revision (number) VALUES (1)") && writer.prepare()
-                && writer.insertRoot(&rootId) && ChangeWalker(nullptr, writer).walk(root, rootId, nullptr)
-                && transaction.commit();
+                && db.exec(kStorageTable) && db.exec(kStreamTable) && db.exec(kDataTable) && writer.insertRoot(&rootId)
+                && ChangeWalker(nullptr, nullptr, writer).walk(root, rootId, nullptr) && transaction.commit();
         if (!written)
             return file.fromSqlite(StorageFileStatus::WriteFailed);
     }
@@ -839,11 +893,4 @@ StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const Stora
     guard.release();
     syncDirectory(directory);
     return {};
-}
-
-bool treeDiffers(const StorageNode &root, const StorageSnapshot &snapshot)
-{
-    DifferenceProbe probe;
-    ChangeWalker(&snapshot, probe).walkRoot(root);
-    return probe.differs;
 }

@@ -23,9 +23,8 @@ struct FileIdentity
     quint64 inode = 0;
 };
 
-// What the file held when the session began, so that a commit writes only the rows whose
-// contents differ from the tree being saved. The stream lists are shared with the tree
-// until a write changes them.
+// The storages a file held when the session began, with their stream lists (shared with the
+// tree until a write changes them), so that a commit writes only the rows that differ.
 struct StorageSnapshot
 {
     struct Storage
@@ -36,7 +35,6 @@ struct StorageSnapshot
         StreamList streams;
     };
 
-    qint64 revision = 0;
     size_t root = 0; // index of the root in storages
     std::vector<Storage> storages;
 };
@@ -64,35 +62,41 @@ struct StorageFileStatus
     bool isOk() const { return code == Ok; }
 
     Code code = Ok;
-    QString detail; // technical cause, for messages
+    QString detail;     // technical cause, for messages
     qint64 version = 0; // the file's format version, for UnsupportedVersion
 };
 
 // One storage file on disk: its schema, checks, reading and writing.
 //
 // A file is an SQLite database in rollback-journal mode with a fixed schema (see SCHEMA.md),
-// identified by its application id and format version. Sessions hold no lock between open
-// and commit; a commit takes the write lock, checks that nobody else committed since the
-// session began (revision and file identity) and writes only the rows that changed.
-class StorageDatabase
+// identified by its application id and format version. A session keeps one read
+// transaction from open() to close(): what it reads is what the file held when it opened,
+// and no other session can commit in between. Stream bytes are read on demand, in file
+// order where the caller follows it, and never held here.
+class StorageDatabase final : public StreamSource
 {
 public:
     static constexpr qint32 kApplicationId = 0x4B76424C; // "KvBL"
     static constexpr qint64 kFormatVersion = 1;
 
-    // Opens an existing file and checks that it is a storage file of a known version.
+    ~StorageDatabase() override;
+
+    // Opens an existing file, begins the session's read transaction and checks that the
+    // file is a storage file of a known version.
     StorageFileStatus open(const QString &path);
     bool isReadOnly() const { return m_db.isReadOnly(); }
-    // Reads the whole tree into root, which must be empty, and its rows into snapshot.
+    // Reads the tree's structure into root, which must be empty, and into snapshot.
     StorageFileStatus load(StorageNode &root, StorageSnapshot *snapshot);
-    StorageFileStatus readRevision(qint64 *revision);
-    // Saves root as one transaction: the rows that differ from snapshot, or, without a
-    // snapshot, the whole tree in place of everything the file held. Fails with Changed
-    // when another session committed since revision was read or the path now leads to
-    // another file, and with Damaged, before writing anything, when the file fails SQLite's
-    // quick check.
-    StorageFileStatus commit(const StorageNode &root, const StorageSnapshot *snapshot, qint64 revision,
-                             const FileIdentity &identity);
+    QByteArray fetch(qint64 id, qint64 size) override;
+    // Why a fetch() failed; Ok while none did.
+    const StorageFileStatus &fetchFailure() const { return m_fetchFailure; }
+    // Saves root as one transaction and ends the session: the rows that differ from
+    // snapshot, or, without a snapshot, the whole tree in place of everything the file held.
+    // Nothing is written when nothing differs. Fails with Changed when the path now leads to
+    // another file, with Locked when another session holds the file, and with Damaged,
+    // before writing anything, when the file fails SQLite's quick check.
+    StorageFileStatus commit(const StorageNode &root, const StorageSnapshot *snapshot, const FileIdentity &identity);
+    // Ends the session (without saving) and closes the file.
     void close();
 
     // Writes root into a new file that appears at path complete or not at all. With
@@ -101,12 +105,20 @@ public:
     static StorageFileStatus writeNewFile(const QString &path, const StorageNode &root, bool replace);
 
 private:
+    friend class RowWriter;
+    StorageFileStatus checkBeforeWriting(const FileIdentity &identity);
     StorageFileStatus quickCheck();
     StorageFileStatus fromSqlite(StorageFileStatus::Code fallback) const;
+    void failFetch(const StorageFileStatus &status);
 
     LxSqlite::Database m_db;
     QString m_path;
+    // The session's read transaction, open from open() until commit() or close().
+    bool m_inSession = false;
+    // Fetches walk the data table in row order; the row after the last one fetched is kept
+    // ready, since callers mostly read streams in the order they were written.
+    LxSqlite::Statement m_fetch;
+    bool m_fetchReady = false;
+    qint64 m_readyId = 0;
+    StorageFileStatus m_fetchFailure;
 };
-
-// Whether root differs from what snapshot holds.
-bool treeDiffers(const StorageNode &root, const StorageSnapshot &snapshot);

@@ -26,6 +26,7 @@ StorageNode::~StorageNode()
 
 void StorageNode::clear()
 {
+    ++generation;
     streams = StreamList();
     // A view may hold any node of the removed subtrees; every one of them must end up empty.
     for (auto &child : children)
@@ -36,6 +37,7 @@ void StorageNode::clear()
 void StorageNode::takeContents(StorageNode &other)
 {
     clear();
+    ++generation;
     streams.swap(other.streams);
     children.swap(other.children);
     for (auto &child : children)

@@ -26,19 +26,21 @@ void writeName(QCborStreamWriter &writer, const QString &name)
     writer.append(units);
 }
 
-void writeStorage(QCborStreamWriter &writer, const StorageNode &node)
+using BytesOf = std::function<QByteArray(const StorageStream &)>;
+
+void writeStorage(QCborStreamWriter &writer, const StorageNode &node, const BytesOf &bytesOf)
 {
     writer.startArray(2);
     writer.startMap(quint64(node.streams.size()));
     for (const StorageStream &stream : node.streams) {
         writeName(writer, stream.name);
-        writer.append(stream.data);
+        writer.append(bytesOf(stream));
     }
     writer.endMap();
     writer.startMap(quint64(node.children.size()));
     for (const auto &child : node.children) {
         writeName(writer, child.first);
-        writeStorage(writer, *child.second);
+        writeStorage(writer, *child.second, bytesOf);
     }
     writer.endMap();
     writer.endArray();
@@ -169,7 +171,7 @@ private:
 
 } // namespace
 
-QByteArray encode(const StorageNode &node)
+QByteArray encode(const StorageNode &node, const BytesOf &bytesOf)
 {
     QByteArray data;
     QCborStreamWriter writer(&data);
@@ -177,7 +179,7 @@ QByteArray encode(const StorageNode &node)
     writer.startArray(3);
     writer.append(QLatin1String(kMarker));
     writer.append(kVersion);
-    writeStorage(writer, node);
+    writeStorage(writer, node, bytesOf);
     writer.endArray();
     return data;
 }

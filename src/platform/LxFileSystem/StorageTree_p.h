@@ -2,13 +2,15 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
+#include <QtCore/QPointer>
 #include <QtCore/QString>
 
 #include <map>
 #include <memory>
 
-// The in-memory tree behind FileStorageView. A storage file is read completely on open and
-// written at close; in between every view works on these nodes only.
+// The in-memory tree behind FileStorageView. Opening a storage file reads its structure
+// (storages and stream names); stream bytes stay in the file until someone reads them, and
+// writes stay here until close() saves them.
 
 namespace LxFileSystemLimits {
 // Deepest storage below the root that the engine creates, loads or decodes. Block libraries
@@ -18,14 +20,19 @@ constexpr int kMaxDepth = 512;
 constexpr qsizetype kMaxStreamSize = 1000000000;
 }
 
+class FileStorageView;
 struct StorageNode;
 using StorageNodePtr = std::shared_ptr<StorageNode>;
 
 struct StorageStream
 {
     QString name;
-    QByteArray data;
-    qint64 id = 0; // the row the stream was read from; 0 for streams written since
+    QByteArray data; // the bytes, for streams written in this session
+    qint64 id = 0;   // for streams still in the file: their row, and data is unused
+    qint64 size = 0; // for streams still in the file: their size
+
+    bool inFile() const { return id != 0; }
+    qint64 byteCount() const { return inFile() ? size : data.size(); }
 };
 Q_DECLARE_TYPEINFO(StorageStream, Q_RELOCATABLE_TYPE);
 
@@ -59,15 +66,46 @@ struct StorageNode
     StorageNode *parent; // null for the root and for detached nodes
     int depth;           // 0 for the root
     bool detached = false;
+    // Counts the operations that remove children, which invalidates iterators into them.
+    quint64 generation = 0;
+    // The first view of this storage and the view that handed it out: with one root view,
+    // the usual case, storage() finds its child views here without any lookup.
+    QPointer<FileStorageView> firstView;
+    const void *firstViewOwner = nullptr;
     // Both sorted by QString's code-unit order, which makes names, encodings and commits
     // deterministic.
     StreamList streams;
     std::map<QString, StorageNodePtr> children;
 };
 
+// Where the bytes of streams that are still in the file come from.
+class StreamSource
+{
+public:
+    virtual ~StreamSource() = default;
+    // The bytes of the stream stored as row id, which holds size bytes. On failure a null
+    // QByteArray; the source remembers why.
+    virtual QByteArray fetch(qint64 id, qint64 size) = 0;
+};
+
+// Whether two names are equal, quickly when both share one string (names handed out by
+// streamNames() and storageNames() do).
+inline bool sameName(const QString &a, const QString &b)
+{
+    return a.size() == b.size() && (a.constData() == b.constData() || a == b);
+}
+
 // State shared by a FileView and every view of its tree.
 struct StorageSession
 {
+    QByteArray bytesOf(const StorageStream &stream) const
+    {
+        if (!stream.inFile())
+            return stream.data;
+        return source && active ? source->fetch(stream.id, stream.size) : QByteArray();
+    }
+
+    StreamSource *source = nullptr; // the open file; null for scratch and new files
     bool readOnly = false;
     bool active = true;         // false once the file is closed or discarded
     bool modified = false;      // some write may have changed the tree since it was loaded
