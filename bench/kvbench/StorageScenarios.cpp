@@ -70,12 +70,14 @@ Totals engineRead(const QString &path)
 
 // --- SQLite directly, with the engine's schema ------------------------------------------
 
-// The engine's schema and file settings, taken from a file the engine wrote, so that the
-// direct SQLite runs store exactly the same rows in exactly the same tables.
+// The engine's schema, taken from a file the engine wrote, so that SQLite used directly
+// stores exactly the same rows in the same tables with the same text encoding. The page
+// size is the one setting compared both ways: SQLite's default, as anyone using SQLite
+// directly gets it, and the engine's own choice.
 struct Schema
 {
-    QByteArray setup;
     QList<QByteArray> statements;
+    qint64 enginePageSize = 0;
 };
 
 bool readSchema(const QString &path, Schema *schema)
@@ -88,31 +90,48 @@ bool readSchema(const QString &path, Schema *schema)
     while (ok && sqlite3_step(statement) == SQLITE_ROW)
         schema->statements << QByteArray(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
     sqlite3_finalize(statement);
-    qint64 pageSize = 0;
     ok = ok && sqlite3_prepare_v2(db, "PRAGMA page_size", -1, &statement, nullptr) == SQLITE_OK
             && sqlite3_step(statement) == SQLITE_ROW;
     if (ok)
-        pageSize = sqlite3_column_int64(statement, 0);
+        schema->enginePageSize = sqlite3_column_int64(statement, 0);
     sqlite3_finalize(statement);
     sqlite3_close(db);
-    schema->setup = "PRAGMA page_size = " + QByteArray::number(pageSize) + "; PRAGMA encoding = 'UTF-16le'";
     return ok && schema->statements.size() == 3;
 }
 
-bool sqliteWrite(const LibraryTree &tree, const Schema &schema, const QString &path)
+qint64 defaultPageSize()
+{
+    sqlite3 *db = nullptr;
+    qint64 size = 0;
+    sqlite3_stmt *statement = nullptr;
+    if (sqlite3_open(":memory:", &db) == SQLITE_OK
+            && sqlite3_prepare_v2(db, "PRAGMA page_size", -1, &statement, nullptr) == SQLITE_OK
+            && sqlite3_step(statement) == SQLITE_ROW)
+        size = sqlite3_column_int64(statement, 0);
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return size;
+}
+
+// pageSize 0 keeps SQLite's default.
+bool sqliteWrite(const LibraryTree &tree, const Schema &schema, qint64 pageSize, const QString &path)
 {
     sqlite3 *db = nullptr;
     bool ok = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                               nullptr) == SQLITE_OK;
-    ok = ok && sqlite3_exec(db, schema.setup.constData(), nullptr, nullptr, nullptr) == SQLITE_OK
+    QByteArray setup = "PRAGMA encoding = 'UTF-16le'";
+    if (pageSize)
+        setup += "; PRAGMA page_size = " + QByteArray::number(pageSize);
+    ok = ok && sqlite3_exec(db, setup.constData(), nullptr, nullptr, nullptr) == SQLITE_OK
             && sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK;
     for (const QByteArray &statement : schema.statements)
         ok = ok && sqlite3_exec(db, statement.constData(), nullptr, nullptr, nullptr) == SQLITE_OK;
-    ok = ok && sqlite3_exec(db, "INSERT INTO revision VALUES (1)", nullptr, nullptr, nullptr) == SQLITE_OK;
     sqlite3_stmt *storage = nullptr;
     sqlite3_stmt *stream = nullptr;
+    sqlite3_stmt *streamData = nullptr;
     ok = ok && sqlite3_prepare_v2(db, "INSERT INTO storage (parent, name) VALUES (?1, ?2)", -1, &storage, nullptr) == SQLITE_OK
-            && sqlite3_prepare_v2(db, "INSERT INTO stream (storage, name, data) VALUES (?1, ?2, ?3)", -1, &stream, nullptr) == SQLITE_OK;
+            && sqlite3_prepare_v2(db, "INSERT INTO stream (storage, name, size) VALUES (?1, ?2, ?3)", -1, &stream, nullptr) == SQLITE_OK
+            && sqlite3_prepare_v2(db, "INSERT INTO stream_data (id, data) VALUES (?1, ?2)", -1, &streamData, nullptr) == SQLITE_OK;
     const auto insertStorage = [&](qint64 parent, const QString &name) -> qint64 {
         const bool inserted = (parent ? sqlite3_bind_int64(storage, 1, parent) : sqlite3_bind_null(storage, 1)) == SQLITE_OK
                 && sqlite3_bind_text16(storage, 2, name.utf16(), int(name.size() * 2), SQLITE_STATIC) == SQLITE_OK
@@ -128,12 +147,16 @@ bool sqliteWrite(const LibraryTree &tree, const Schema &schema, const QString &p
         for (const LibraryTree::Stream &data : block.streams) {
             ok = ok && sqlite3_bind_int64(stream, 1, id) == SQLITE_OK
                     && sqlite3_bind_text16(stream, 2, data.name.utf16(), int(data.name.size() * 2), SQLITE_STATIC) == SQLITE_OK
-                    && sqlite3_bind_blob(stream, 3, data.data.constData(), int(data.data.size()), SQLITE_STATIC) == SQLITE_OK
-                    && sqlite3_step(stream) == SQLITE_DONE && sqlite3_reset(stream) == SQLITE_OK;
+                    && sqlite3_bind_int64(stream, 3, data.data.size()) == SQLITE_OK
+                    && sqlite3_step(stream) == SQLITE_DONE && sqlite3_reset(stream) == SQLITE_OK
+                    && sqlite3_bind_int64(streamData, 1, sqlite3_last_insert_rowid(db)) == SQLITE_OK
+                    && sqlite3_bind_blob(streamData, 2, data.data.constData(), int(data.data.size()), SQLITE_STATIC) == SQLITE_OK
+                    && sqlite3_step(streamData) == SQLITE_DONE && sqlite3_reset(streamData) == SQLITE_OK;
         }
     }
     sqlite3_finalize(storage);
     sqlite3_finalize(stream);
+    sqlite3_finalize(streamData);
     ok = ok && sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK;
     return sqlite3_close(db) == SQLITE_OK && ok;
 }
@@ -153,13 +176,18 @@ Totals sqliteScan(const QString &path)
                 + sqlite3_column_bytes16(statement, 2);
     }
     sqlite3_finalize(statement);
-    ok = ok && sqlite3_prepare_v2(db, "SELECT id, storage, name, data FROM stream", -1, &statement, nullptr) == SQLITE_OK;
+    ok = ok && sqlite3_prepare_v2(db, "SELECT id, storage, name, size FROM stream", -1, &statement, nullptr) == SQLITE_OK;
     while (ok && sqlite3_step(statement) == SQLITE_ROW) {
         sqlite3_column_text16(statement, 2);
         names += sqlite3_column_int64(statement, 0) + sqlite3_column_int64(statement, 1)
-                + sqlite3_column_bytes16(statement, 2);
-        const void *data = sqlite3_column_blob(statement, 3);
-        totals.bytes += data ? sqlite3_column_bytes(statement, 3) : 0;
+                + sqlite3_column_bytes16(statement, 2) + sqlite3_column_int64(statement, 3);
+    }
+    sqlite3_finalize(statement);
+    ok = ok && sqlite3_prepare_v2(db, "SELECT id, data FROM stream_data", -1, &statement, nullptr) == SQLITE_OK;
+    while (ok && sqlite3_step(statement) == SQLITE_ROW) {
+        names += sqlite3_column_int64(statement, 0);
+        const void *data = sqlite3_column_blob(statement, 1);
+        totals.bytes += data ? sqlite3_column_bytes(statement, 1) : 0;
         ++totals.streams;
     }
     sqlite3_finalize(statement);
@@ -235,18 +263,28 @@ KV_BENCH_SCENARIO(storageWrite, "storage-write",
         return false;
 
     bool ok = true;
+    const auto removeSqlite = [&] { QFile::remove(sqlitePath); };
     const double engine = KvBench::fastestRun(
             context.repetitions(), [&] { ok = engineWrite(tree, enginePath) && ok; },
             [&] { QFile::remove(enginePath); });
     const double sqlite = KvBench::fastestRun(
-            context.repetitions(), [&] { ok = sqliteWrite(tree, schema, sqlitePath) && ok; },
-            [&] { QFile::remove(sqlitePath); });
+            context.repetitions(), [&] { ok = sqliteWrite(tree, schema, 0, sqlitePath) && ok; }, removeSqlite);
+    const double sqliteSamePages = KvBench::fastestRun(
+            context.repetitions(), [&] { ok = sqliteWrite(tree, schema, schema.enginePageSize, sqlitePath) && ok; },
+            removeSqlite);
     if (!ok)
         return false;
-    context.report(QStringLiteral("engine %1, SQLite directly %2, file %3 MB")
-                           .arg(milliseconds(engine), milliseconds(sqlite))
-                           .arg(double(QFile(enginePath).size()) / (1024 * 1024), 0, 'f', 1));
+    context.report(QStringLiteral("engine %1 (file %2 MB); SQLite directly %3 with its default page size of %4, "
+                                  "%5 with the engine's %6")
+                           .arg(milliseconds(engine))
+                           .arg(double(QFile(enginePath).size()) / (1024 * 1024), 0, 'f', 1)
+                           .arg(milliseconds(sqlite))
+                           .arg(defaultPageSize())
+                           .arg(milliseconds(sqliteSamePages))
+                           .arg(schema.enginePageSize));
     context.reportRatio(QStringLiteral("write engine/SQLite"), engine / sqlite, 1.5);
+    context.report(QStringLiteral("write engine/SQLite with the engine's page size = %1 (for information)")
+                           .arg(engine / sqliteSamePages, 0, 'f', 2));
     return true;
 }
 
@@ -257,23 +295,31 @@ KV_BENCH_SCENARIO(storageRead, "storage-read",
     context.report(describeTree(tree));
     const QString enginePath = context.workDirectory() + QStringLiteral("/engine.bli");
     const QString sqlitePath = context.workDirectory() + QStringLiteral("/sqlite.db");
+    const QString sqliteSamePagesPath = context.workDirectory() + QStringLiteral("/sqlite-same-pages.db");
     const QString directory = context.workDirectory() + QStringLiteral("/files");
     Schema schema;
-    if (!engineWrite(tree, enginePath) || !readSchema(enginePath, &schema) || !sqliteWrite(tree, schema, sqlitePath)
-            || !tree.writeDirectories(directory))
+    if (!engineWrite(tree, enginePath) || !readSchema(enginePath, &schema)
+            || !sqliteWrite(tree, schema, 0, sqlitePath)
+            || !sqliteWrite(tree, schema, schema.enginePageSize, sqliteSamePagesPath) || !tree.writeDirectories(directory))
         return false;
 
     const Totals expected { tree.streamCount(), tree.byteCount() };
     bool ok = true;
     const double engine = KvBench::fastestRun(context.repetitions(), [&] { ok = engineRead(enginePath) == expected && ok; });
     const double sqlite = KvBench::fastestRun(context.repetitions(), [&] { ok = sqliteScan(sqlitePath) == expected && ok; });
+    const double sqliteSamePages =
+            KvBench::fastestRun(context.repetitions(), [&] { ok = sqliteScan(sqliteSamePagesPath) == expected && ok; });
     const double files = KvBench::fastestRun(context.repetitions(), [&] { ok = directoryRead(directory) == expected && ok; });
     if (!ok)
         return false;
-    context.report(QStringLiteral("engine %1, SQLite scan %2, directory of files %3")
-                           .arg(milliseconds(engine), milliseconds(sqlite), milliseconds(files)));
+    context.report(QStringLiteral("engine %1; SQLite scan %2 with its default page size, %3 with the engine's; "
+                                  "directory of files %4")
+                           .arg(milliseconds(engine), milliseconds(sqlite), milliseconds(sqliteSamePages),
+                                milliseconds(files)));
     context.reportRatio(QStringLiteral("read engine/SQLite"), engine / sqlite, 1.5);
     context.reportRatio(QStringLiteral("read engine/files"), engine / files, 0.3);
+    context.report(QStringLiteral("read engine/SQLite with the engine's page size = %1 (for information)")
+                           .arg(engine / sqliteSamePages, 0, 'f', 2));
     return true;
 }
 
