@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <tuple>
+#include <vector>
 
 namespace Bli {
 
@@ -118,15 +119,20 @@ QJsonObject textToJson(const Text &text)
 
 QList<Block *> sortedBlocks(const BlockLibrary *library, const QList<QString> &identifiers)
 {
-    QList<Block *> blocks;
+    // Classifying matches the identifier against the kind patterns: once per block, not per
+    // comparison.
+    using Key = std::tuple<int, unsigned int, QString, Block *>;
+    std::vector<Key> keys;
+    keys.reserve(size_t(identifiers.size()));
     for (const QString &identifier : identifiers) {
         if (Block *block = library->block(identifier))
-            blocks << block;
+            keys.emplace_back(kindRank(block), numberOf(block), identifier, block);
     }
-    std::sort(blocks.begin(), blocks.end(), [](const Block *a, const Block *b) {
-        return std::make_tuple(kindRank(a), numberOf(a), a->identifier())
-                < std::make_tuple(kindRank(b), numberOf(b), b->identifier());
-    });
+    std::sort(keys.begin(), keys.end());
+    QList<Block *> blocks;
+    blocks.reserve(qsizetype(keys.size()));
+    for (const Key &key : keys)
+        blocks << std::get<3>(key);
     return blocks;
 }
 
