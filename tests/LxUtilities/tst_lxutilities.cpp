@@ -177,6 +177,28 @@ void tst_LxUtilities::iniValues_data()
                                     << QByteArray("Names") << QByteArrayList{"1"} << QByteArrayList{"Gr\xC3\xB6\xC3\x9F" "e"};
     QTest::newRow("nul-bytes") << QByteArray("[S]\nk=a\0b\n", 10)
                                << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{QByteArray("a\0b", 3)};
+
+    // Large sections are indexed once they pass a handful of keys; the rules stay the same
+    // on both sides of that point, duplicates included.
+    QByteArray many("[S]\n");
+    QByteArrayList manyKeys, manyValues;
+    for (int i = 0; i < 40; ++i) {
+        many += "k" + QByteArray::number(i) + "=" + QByteArray::number(i) + "\n";
+        manyKeys << "k" + QByteArray::number(i);
+        manyValues << QByteArray::number(i);
+    }
+    many += "k3=again\nk30=later\n";
+    manyValues[3] = "again";
+    manyValues[30] = "later";
+    QTest::newRow("many-keys-duplicates") << many << QByteArray("S") << manyKeys << manyValues;
+    QByteArray sections;
+    for (int i = 0; i < 40; ++i)
+        sections += "[T" + QByteArray::number(i) + "]\nk=" + QByteArray::number(i) + "\n";
+    sections += "[T5]\nj=x\n[T35]\nk=y\n";
+    QTest::newRow("many-sections-merged-early") << sections << QByteArray("T5") << QByteArrayList{"k", "j"}
+                                                << QByteArrayList{"5", "x"};
+    QTest::newRow("many-sections-merged-late") << sections << QByteArray("T35") << QByteArrayList{"k"}
+                                               << QByteArrayList{"y"};
 }
 
 void tst_LxUtilities::iniValues()

@@ -4,12 +4,29 @@
 
 namespace LxIniParser {
 
+// Keys and values in file order. Typed streams hold a handful of keys per section, for which
+// a linear scan beats hashing every key; a section that grows beyond SmallSection keys (only
+// damaged or hostile text does) gets a hash index, so that parsing stays linear.
 class IniSectionPrivate
 {
 public:
+    static constexpr qsizetype SmallSection = 16;
+
+    qsizetype find(QByteArrayView key) const
+    {
+        if (!index.isEmpty())
+            return index.value(key.toByteArray(), -1);
+        for (qsizetype i = 0; i < keys.size(); ++i) {
+            if (keys.at(i) == key)
+                return i;
+        }
+        return -1;
+    }
+
     QByteArray name;
     QList<QByteArray> keys;
-    QHash<QByteArray, QByteArray> values;
+    QList<QByteArray> values;
+    QHash<QByteArray, qsizetype> index;
 };
 
 IniSection::IniSection(const QByteArray &name)
@@ -35,25 +52,34 @@ QList<QByteArray> IniSection::keys() const
 
 bool IniSection::contains(const QByteArray &key) const
 {
-    return d->values.contains(key);
+    return d->find(key) >= 0;
 }
 
 QByteArray IniSection::value(const QByteArray &key) const
 {
-    return d->values.value(key);
+    const qsizetype i = d->find(key);
+    return i < 0 ? QByteArray() : d->values.at(i);
 }
 
 void IniSection::setValue(const QByteArray &key, const QByteArray &value)
 {
-    auto it = d->values.find(key);
-    if (it == d->values.end()) {
-        d->keys.append(key);
-        d->values.insert(key, value);
-    } else {
-        *it = value;
+    const qsizetype i = d->find(key);
+    if (i >= 0) {
+        d->values[i] = value;
+        return;
+    }
+    d->keys.append(key);
+    d->values.append(value);
+    if (!d->index.isEmpty()) {
+        d->index.insert(key, d->keys.size() - 1);
+    } else if (d->keys.size() > IniSectionPrivate::SmallSection) {
+        for (qsizetype k = 0; k < d->keys.size(); ++k)
+            d->index.insert(d->keys.at(k), k);
     }
 }
 
+// Sections in file order, found the same way as keys: by a scan while there are few, by a
+// hash index beyond that.
 class IniParserPrivate
 {
 public:
@@ -62,11 +88,36 @@ public:
         qDeleteAll(sections);
         sections.clear();
         names.clear();
+        index.clear();
         latin1 = true;
     }
 
-    QHash<QByteArray, IniSection *> sections;
+    IniSection *find(QByteArrayView name) const
+    {
+        if (!index.isEmpty())
+            return index.value(name.toByteArray());
+        for (qsizetype i = 0; i < names.size(); ++i) {
+            if (names.at(i) == name)
+                return sections.at(i);
+        }
+        return nullptr;
+    }
+
+    void add(const QByteArray &name, IniSection *section)
+    {
+        names.append(name);
+        sections.append(section);
+        if (!index.isEmpty()) {
+            index.insert(name, section);
+        } else if (names.size() > IniSectionPrivate::SmallSection) {
+            for (qsizetype i = 0; i < names.size(); ++i)
+                index.insert(names.at(i), sections.at(i));
+        }
+    }
+
+    QList<IniSection *> sections;
     QList<QByteArray> names;
+    QHash<QByteArray, IniSection *> index;
     bool latin1 = true;
 };
 
@@ -106,12 +157,11 @@ void IniParser::setIniText(const QByteArray &text)
                 current = nullptr;
                 continue;
             }
-            const QByteArray name = line.sliced(1, close - 1).trimmed().toByteArray();
-            current = d->sections.value(name);
+            const QByteArrayView name = line.sliced(1, close - 1).trimmed();
+            current = d->find(name);
             if (!current) {
-                current = new IniSection(name);
-                d->sections.insert(name, current);
-                d->names.append(name);
+                current = new IniSection(name.toByteArray());
+                d->add(name.toByteArray(), current);
             }
             continue;
         }
@@ -128,7 +178,7 @@ void IniParser::setIniText(const QByteArray &text)
 
 IniSection *IniParser::section(QByteArray name)
 {
-    return d->sections.value(name);
+    return d->find(name);
 }
 
 QList<QByteArray> IniParser::allSectionNames() const
