@@ -49,16 +49,6 @@ unsigned int currentLevel()
     return System::instance()->currentAccessLevel();
 }
 
-QByteArray uncompressed(const QByteArray &compressed)
-{
-    return compressed.isEmpty() ? QByteArray() : qUncompress(compressed);
-}
-
-QByteArray compressed(const QByteArray &data)
-{
-    return data.isEmpty() ? QByteArray() : qCompress(data);
-}
-
 // Default icons are read once from the resources; a resource that cannot be read is tried
 // again next time, since only a non-empty image is kept.
 QByteArray defaultImage(const QString &resource)
@@ -392,7 +382,7 @@ BlockSkin *BlockDefinition::defaultSkin() const
 
 QByteArray BlockDefinition::codeText() const
 {
-    return uncompressed(d->codeText);
+    return d->codeText;
 }
 
 void BlockDefinition::setCodeText(QByteArray text)
@@ -401,7 +391,7 @@ void BlockDefinition::setCodeText(QByteArray text)
     type.setStreamData(text);
     if (type.contains(QStringLiteral("code"))) {
         d->codeTextVersion = type.version(QStringLiteral("code"));
-        d->codeText = compressed(text);
+        d->codeText = text;
     }
     emit changed();
 }
@@ -436,9 +426,8 @@ void BlockDefinition::setDescriptionText(QByteArray text)
 
 QByteArray BlockDefinition::smallListImage() const
 {
-    const QByteArray stored = uncompressed(d->smallListImage);
-    if (!stored.isEmpty() || !d->block)
-        return stored;
+    if (!d->smallListImage.isEmpty() || !d->block)
+        return d->smallListImage;
     if (d->block->isStandardBlock()) {
         const unsigned int number = d->block->standardBlockNumber();
         if (number >= 200000 && number <= 299999)
@@ -454,7 +443,7 @@ QByteArray BlockDefinition::smallListImage() const
 
 QByteArray BlockDefinition::largeListImage() const
 {
-    return uncompressed(d->largeListImage);
+    return d->largeListImage;
 }
 
 QString BlockDefinition::smallListImageName() const
@@ -469,28 +458,25 @@ QString BlockDefinition::largeListImageName() const
 
 void BlockDefinition::setSmallListImage(const QString &name, const QByteArray &data)
 {
-    // qCompress is deterministic, so equal images compare equal in their stored form.
-    const QByteArray packed = compressed(data);
-    if (d->smallListImage == packed && d->smallListImageName == name)
+    if (d->smallListImage == data && d->smallListImageName == name)
         return;
-    d->smallListImage = packed;
+    d->smallListImage = data;
     d->smallListImageName = name;
     emit changed();
 }
 
 void BlockDefinition::setLargeListImage(const QString &name, const QByteArray &data)
 {
-    const QByteArray packed = compressed(data);
-    if (d->largeListImage == packed && d->largeListImageName == name)
+    if (d->largeListImage == data && d->largeListImageName == name)
         return;
-    d->largeListImage = packed;
+    d->largeListImage = data;
     d->largeListImageName = name;
     emit changed();
 }
 
 QByteArray BlockDefinition::wizardDefinition() const
 {
-    return d->templateData ? uncompressed(d->templateData->wizardDefinition) : QByteArray();
+    return d->templateData ? d->templateData->wizardDefinition : QByteArray();
 }
 
 QString BlockDefinition::toolTipText() const
@@ -774,12 +760,10 @@ void BlockDefinitionPrivate::writeInterface(FileStorageView *storage) const
 void BlockDefinitionPrivate::writeImages(FileStorageView *storage) const
 {
     FileStorageView *images = storage->storage(ImagesStorage);
-    const QByteArray large = uncompressed(largeListImage);
-    if (!large.isEmpty())
-        images->writeStream(QStringLiteral("IconLarge.") + largeListImageName, large);
-    const QByteArray small = uncompressed(smallListImage);
-    if (!small.isEmpty())
-        images->writeStream(QStringLiteral("IconSmall.") + smallListImageName, small);
+    if (!largeListImage.isEmpty())
+        images->writeStream(QStringLiteral("IconLarge.") + largeListImageName, largeListImage);
+    if (!smallListImage.isEmpty())
+        images->writeStream(QStringLiteral("IconSmall.") + smallListImageName, smallListImage);
 }
 
 void BlockDefinitionPrivate::writeParameters(FileStorageView *storage) const
@@ -1001,7 +985,7 @@ void BlockDefinitionPrivate::readWizard(FileStorageView *storage)
         return;
     FileStorageView *wizard = storage->storage(WizardStorage);
     if (hasStream(wizard, WizardStream))
-        templateInfo()->wizardDefinition = compressed(wizard->readStream(WizardStream));
+        templateInfo()->wizardDefinition = wizard->readStream(WizardStream);
 }
 
 bool BlockDefinitionPrivate::load(FileStorageView *storage)
