@@ -8,35 +8,38 @@ constexpr int MaxLeadingLines = 3;
 // A type line is short; longer lines are not type lines, whatever they hold.
 constexpr int MaxTypeLineLength = 512;
 
-const QByteArray ByteOrderMark("\xEF\xBB\xBF");
+constexpr QByteArrayView ByteOrderMark("\xEF\xBB\xBF");
 
-bool parseUnsigned(const QByteArray &digits, unsigned int *value)
+// Every typed stream a library holds is classified on loading, so the type line is read in
+// place, through views, without copying lines or building strings until a kind is found.
+bool parseUnsigned(QByteArrayView digits, unsigned int *value)
 {
     if (digits.isEmpty())
         return false;
+    quint64 number = 0;
     for (char c : digits) {
         if (c < '0' || c > '9')
             return false;
+        number = number * 10 + quint64(c - '0');
+        if (number > 0xFFFFFFFFull)
+            return false;
     }
-    bool ok = false;
-    const qulonglong number = digits.toULongLong(&ok, 10);
-    if (!ok || number > 0xFFFFFFFFull)
-        return false;
     *value = static_cast<unsigned int>(number);
     return true;
 }
 
 // Reads `name="value"` at position pos of line, moving pos behind it.
-bool readAttribute(const QByteArray &line, int &pos, const char *name, QByteArray *value)
+bool readAttribute(QByteArrayView line, qsizetype &pos, QByteArrayView name, QByteArrayView *value)
 {
-    const QByteArray prefix = QByteArray(name) + "=\"";
-    if (line.mid(pos, prefix.size()) != prefix)
+    const QByteArrayView rest = line.sliced(pos);
+    if (!rest.startsWith(name) || rest.size() < name.size() + 2 || rest.at(name.size()) != '='
+            || rest.at(name.size() + 1) != '"')
         return false;
-    const int start = pos + prefix.size();
-    const int end = line.indexOf('"', start);
+    const qsizetype start = pos + name.size() + 2;
+    const qsizetype end = line.indexOf('"', start);
     if (end < 0)
         return false;
-    *value = line.mid(start, end - start);
+    *value = line.sliced(start, end - start);
     pos = end + 1;
     return true;
 }
@@ -47,22 +50,22 @@ bool isBlank(char c)
 }
 
 // Parses `;type="<kind>" version="<n>"`, optionally followed by blanks.
-bool parseTypeLine(const QByteArray &line, QString *kind, unsigned int *version)
+bool parseTypeLine(QByteArrayView line, QString *kind, unsigned int *version)
 {
     if (!line.startsWith(';'))
         return false;
-    int pos = 1;
+    qsizetype pos = 1;
     while (pos < line.size() && isBlank(line.at(pos)))
         ++pos;
-    QByteArray kindBytes;
+    QByteArrayView kindBytes;
     if (!readAttribute(line, pos, "type", &kindBytes))
         return false;
-    const int blanksStart = pos;
+    const qsizetype blanksStart = pos;
     while (pos < line.size() && isBlank(line.at(pos)))
         ++pos;
     if (pos == blanksStart)
         return false;
-    QByteArray versionBytes;
+    QByteArrayView versionBytes;
     if (!readAttribute(line, pos, "version", &versionBytes))
         return false;
     while (pos < line.size() && isBlank(line.at(pos)))
@@ -112,19 +115,20 @@ void StreamType::setStreamData(const QByteArray &data)
     d->kind.clear();
     d->version = 0;
 
-    int start = 0;
-    for (int lineIndex = 0; lineIndex < MaxLeadingLines && start < data.size(); ++lineIndex) {
-        int end = data.indexOf('\n', start);
+    const QByteArrayView text(data);
+    qsizetype start = 0;
+    for (int lineIndex = 0; lineIndex < MaxLeadingLines && start < text.size(); ++lineIndex) {
+        qsizetype end = text.indexOf('\n', start);
         if (end < 0)
-            end = data.size();
-        const int length = end - start;
+            end = text.size();
+        const qsizetype length = end - start;
         if (length <= MaxTypeLineLength) {
-            QByteArray line = data.mid(start, length);
+            QByteArrayView line = text.sliced(start, length);
             if (line.endsWith('\r'))
                 line.chop(1);
             // The mark may stand alone on its line or, written by other tools, lead the type line.
             if (line.startsWith(ByteOrderMark))
-                line.remove(0, ByteOrderMark.size());
+                line = line.sliced(ByteOrderMark.size());
             if (parseTypeLine(line, &d->kind, &d->version))
                 return;
         }
