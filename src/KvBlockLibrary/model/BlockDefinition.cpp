@@ -75,10 +75,13 @@ QByteArray fromTypeLine(const QByteArray &data, const QString &kind)
         qsizetype end = data.indexOf('\n', start);
         if (end < 0)
             end = data.size();
-        StreamType type;
-        type.setStreamData(data.mid(start, end - start));
-        if (type.contains(kind))
-            return data.mid(start);
+        // Only comment lines, possibly behind a byte-order mark, can be type lines.
+        if (data.at(start) == ';' || data.at(start) == '\xEF') {
+            StreamType type;
+            type.setStreamData(data.mid(start, end - start));
+            if (type.contains(kind))
+                return data.mid(start);
+        }
         start = end + 1;
     }
     return QByteArray();
