@@ -169,6 +169,22 @@ void tst_FileView::namesComeBackExactly()
         view.close();
         QVERIFY(!view.hasError());
     }
+    // Text where text can hold the name; the unpaired surrogate as its UTF-16LE code units.
+    QCOMPARE(execSql(file, "CREATE TABLE kinds AS SELECT typeof(name) || ' ' || hex(name) AS kind FROM stream "
+                           "WHERE name IN ('', 'z', X'00DC')"),
+             QString());
+    sqlite3 *db = nullptr;
+    QCOMPARE(sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+    sqlite3_stmt *statement = nullptr;
+    QStringList kinds;
+    sqlite3_prepare_v2(db, "SELECT kind FROM kinds ORDER BY kind", -1, &statement, nullptr);
+    while (sqlite3_step(statement) == SQLITE_ROW)
+        kinds << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    QCOMPARE(kinds, QStringList({ "blob 00DC", "text ", "text 7A" }));
+    QCOMPARE(execSql(file, "DROP TABLE kinds"), QString());
+
     FileView view;
     view.open(file);
     RootView root(view.createRootView());
@@ -188,7 +204,8 @@ void tst_FileView::fileHeaderIdentifiesStorageFiles()
     QVERIFY(bytes.startsWith("SQLite format 3\0"));
     QCOMPARE(bytes.mid(68, 4).toHex(), QByteArray("4b76424c")); // application id "KvBL"
     QCOMPARE(bytes.mid(60, 4).toHex(), QByteArray("00000001")); // format version
-    QCOMPARE(bytes.mid(56, 4).toHex(), QByteArray("00000002")); // text encoding UTF-16le
+    QCOMPARE(bytes.mid(56, 4).toHex(), QByteArray("00000001")); // text encoding UTF-8
+    QCOMPARE(bytes.mid(16, 2).toHex(), QByteArray("0001"));     // page size 65536
     QCOMPARE(bytes.mid(18, 2).toHex(), QByteArray("0101"));     // rollback journal, not WAL
     QVERIFY(!QFile::exists(file + "-journal"));
 }

@@ -1,5 +1,7 @@
 #include "Sqlite_p.h"
 
+#include <QtCore/QtEndian>
+
 #include <sqlite3.h>
 
 namespace LxSqlite {
@@ -139,13 +141,21 @@ bool Statement::bindNull(int index)
     return rc == SQLITE_OK || m_db->fail(rc);
 }
 
-bool Statement::bind(int index, const QString &text)
+bool Statement::bindName(int index, const QString &name)
 {
-    // Names travel as UTF-16 so that any QString, even one with unpaired surrogates,
-    // comes back exactly as it was written.
-    const qsizetype bytes = text.size() * qsizetype(sizeof(QChar));
-    const int rc = sqlite3_bind_text64(m_statement, index, reinterpret_cast<const char *>(text.utf16()),
-                                       sqlite3_uint64(bytes), SQLITE_STATIC, SQLITE_UTF16);
+    int rc;
+    if (name.isValidUtf16()) {
+        // SQLite stores it as UTF-8, the file's encoding.
+        static const char16_t empty[] = u"";
+        const void *units = name.isEmpty() ? empty : static_cast<const void *>(name.utf16());
+        rc = sqlite3_bind_text64(m_statement, index, static_cast<const char *>(units),
+                                 sqlite3_uint64(name.size()) * sizeof(QChar), SQLITE_STATIC, SQLITE_UTF16);
+    } else {
+        QByteArray units(name.size() * 2, Qt::Uninitialized);
+        for (qsizetype i = 0; i < name.size(); ++i)
+            qToLittleEndian<quint16>(name.at(i).unicode(), units.data() + 2 * i);
+        rc = sqlite3_bind_blob64(m_statement, index, units.constData(), sqlite3_uint64(units.size()), SQLITE_TRANSIENT);
+    }
     return rc == SQLITE_OK || m_db->fail(rc);
 }
 
@@ -207,20 +217,40 @@ qint64 Statement::columnInt64(int column) const
 
 QString Statement::columnText(int column) const
 {
-    const void *text = sqlite3_column_text16(m_statement, column);
-    const int bytes = sqlite3_column_bytes16(m_statement, column);
-    if (!text || bytes <= 0)
-        return QString();
-    return QString(static_cast<const QChar *>(text), bytes / qsizetype(sizeof(QChar)));
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
+    const int bytes = sqlite3_column_bytes(m_statement, column);
+    return text && bytes > 0 ? QString::fromUtf8(text, bytes) : QString();
 }
 
-QStringView Statement::columnTextView(int column) const
+bool Statement::columnName(int column, QString *name) const
 {
-    const void *text = sqlite3_column_text16(m_statement, column);
-    const int bytes = sqlite3_column_bytes16(m_statement, column);
-    if (!text || bytes <= 0)
-        return QStringView();
-    return QStringView(static_cast<const QChar *>(text), bytes / qsizetype(sizeof(QChar)));
+    switch (sqlite3_column_type(m_statement, column)) {
+    case SQLITE_TEXT:
+        *name = columnText(column);
+        return true;
+    case SQLITE_BLOB: {
+        const auto *units = static_cast<const char *>(sqlite3_column_blob(m_statement, column));
+        const int bytes = sqlite3_column_bytes(m_statement, column);
+        if (bytes % 2 != 0)
+            return false;
+        QString decoded(bytes / 2, Qt::Uninitialized);
+        for (qsizetype i = 0; i < decoded.size(); ++i)
+            decoded[i] = QChar(qFromLittleEndian<quint16>(units + 2 * i));
+        *name = std::move(decoded);
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+QByteArrayView Statement::columnUtf8View(int column) const
+{
+    if (sqlite3_column_type(m_statement, column) != SQLITE_TEXT)
+        return QByteArrayView();
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(m_statement, column));
+    const int bytes = sqlite3_column_bytes(m_statement, column);
+    return QByteArrayView(text ? text : "", bytes);
 }
 
 QByteArray Statement::columnBlob(int column) const
@@ -232,23 +262,14 @@ QByteArray Statement::columnBlob(int column) const
     return QByteArray(static_cast<const char *>(data), bytes);
 }
 
-QByteArrayView Statement::columnBlobView(int column) const
-{
-    const void *data = sqlite3_column_blob(m_statement, column);
-    const int bytes = sqlite3_column_bytes(m_statement, column);
-    if (!data || bytes <= 0)
-        return QByteArrayView();
-    return QByteArrayView(static_cast<const char *>(data), bytes);
-}
-
 Transaction::~Transaction()
 {
     rollback();
 }
 
-bool Transaction::begin(Mode mode)
+bool Transaction::begin()
 {
-    m_active = m_db.exec(mode == Mode::Immediate ? "BEGIN IMMEDIATE" : "BEGIN DEFERRED");
+    m_active = m_db.exec("BEGIN IMMEDIATE");
     return m_active;
 }
 

@@ -76,7 +76,9 @@ public:
 
     [[nodiscard]] bool bind(int index, qint64 value);
     [[nodiscard]] bool bindNull(int index);
-    [[nodiscard]] bool bind(int index, const QString &text);
+    // Binds a name: as text, or, when it is not well-formed UTF-16 (an unpaired surrogate),
+    // as a blob of its UTF-16LE code units, since text would lose the surrogate.
+    [[nodiscard]] bool bindName(int index, const QString &name);
     [[nodiscard]] bool bind(int index, const QByteArray &blob);
 
     Step step();
@@ -90,11 +92,13 @@ public:
     int columnType(int column) const;
     qint64 columnInt64(int column) const;
     QString columnText(int column) const;
-    // The text without a copy; valid until the statement moves on.
-    QStringView columnTextView(int column) const;
+    // A name bound with bindName(); false for a value that is neither text nor an even
+    // number of bytes.
+    [[nodiscard]] bool columnName(int column, QString *name) const;
+    // The UTF-8 bytes of a text value without a copy, valid until the statement moves on;
+    // null for other values.
+    QByteArrayView columnUtf8View(int column) const;
     QByteArray columnBlob(int column) const;
-    // The bytes without a copy; valid until the statement moves on.
-    QByteArrayView columnBlobView(int column) const;
 
 private:
     friend class Database;
@@ -103,18 +107,17 @@ private:
     sqlite3_stmt *m_statement = nullptr;
 };
 
-// Begins a transaction and rolls it back on destruction unless commit() succeeded.
+// A write transaction: begin() takes the write lock at once; destruction rolls back unless
+// commit() succeeded.
 class Transaction
 {
 public:
-    enum class Mode { Deferred, Immediate };
-
     explicit Transaction(Database &db) : m_db(db) { }
     ~Transaction();
     Transaction(const Transaction &) = delete;
     Transaction &operator=(const Transaction &) = delete;
 
-    [[nodiscard]] bool begin(Mode mode);
+    [[nodiscard]] bool begin();
     [[nodiscard]] bool commit();
     void rollback();
 

@@ -29,19 +29,20 @@ constexpr int kPageSize = 65536;
 
 // The schema. Text as stored in sqlite_schema, which is also how open() recognises it.
 // Stream bytes have a table of their own so that reading the tree's structure does not
-// read them.
+// read them. Names are text (UTF-8, the file's encoding, which keeps streams of text
+// readable in the sqlite3 shell), or blobs for the names text cannot hold (bindName()).
 constexpr char kStorageTable[] =
         "CREATE TABLE storage (\n"
         "    id     INTEGER PRIMARY KEY,\n"
         "    parent INTEGER REFERENCES storage (id),\n"
-        "    name   TEXT NOT NULL,\n"
+        "    name   ANY NOT NULL,\n"
         "    UNIQUE (parent, name)\n"
         ") STRICT";
 constexpr char kStreamTable[] =
         "CREATE TABLE stream (\n"
         "    id      INTEGER PRIMARY KEY,\n"
         "    storage INTEGER NOT NULL REFERENCES storage (id),\n"
-        "    name    TEXT NOT NULL,\n"
+        "    name    ANY NOT NULL,\n"
         "    size    INTEGER NOT NULL,\n"
         "    UNIQUE (storage, name)\n"
         ") STRICT";
@@ -326,7 +327,7 @@ public:
 
     bool insertRoot(qint64 *id)
     {
-        if (!start() || !m_insertStorage.bindNull(1) || !m_insertStorage.bind(2, QString())
+        if (!start() || !m_insertStorage.bindNull(1) || !m_insertStorage.bindName(2, QString())
                 || !m_insertStorage.execute())
             return false;
         *id = m_db.lastInsertRowId();
@@ -335,7 +336,7 @@ public:
 
     bool insertStorage(qint64 parent, const QString &name, qint64 *id) override
     {
-        if (!start() || !m_insertStorage.bind(1, parent) || !m_insertStorage.bind(2, name)
+        if (!start() || !m_insertStorage.bind(1, parent) || !m_insertStorage.bindName(2, name)
                 || !m_insertStorage.execute())
             return false;
         *id = m_db.lastInsertRowId();
@@ -344,7 +345,7 @@ public:
 
     bool insertStream(qint64 storage, const QString &name, const QByteArray &data) override
     {
-        if (!start() || !m_insertStream.bind(1, storage) || !m_insertStream.bind(2, name)
+        if (!start() || !m_insertStream.bind(1, storage) || !m_insertStream.bindName(2, name)
                 || !m_insertStream.bind(3, qint64(data.size())) || !m_insertStream.execute())
             return false;
         return m_insertData.bind(1, m_db.lastInsertRowId()) && m_insertData.bind(2, data) && m_insertData.execute();
@@ -399,34 +400,40 @@ private:
     LxSqlite::Statement m_deleteStorage;
 };
 
-// Stream names repeat in every storage ("Info.ini" in every block); reading each once saves
-// an allocation per stream and the memory of a copy per storage.
+// Stream names repeat in every storage ("Info.ini" in every block); decoding each once
+// saves an allocation per stream and the memory of a copy per storage.
 class NameTable
 {
 public:
-    QString intern(QStringView name)
+    QString intern(QByteArrayView utf8)
     {
-        size_t slot = qHash(name) & (kSlots - 1);
+        size_t slot = qHash(utf8) & (kSlots - 1);
         for (size_t probe = 0; probe < kSlots; ++probe, slot = (slot + 1) & (kSlots - 1)) {
-            QString &entry = m_slots[slot];
-            if (entry.isNull()) {
+            Entry &entry = m_slots[slot];
+            if (entry.utf8.isNull()) {
                 if (m_used == kMaxNames)
                     break;
                 ++m_used;
-                entry = name.toString();
-                return entry;
+                entry.utf8 = utf8.toByteArray();
+                entry.name = QString::fromUtf8(utf8);
+                return entry.name;
             }
-            if (entry == name)
-                return entry;
+            if (entry.utf8 == utf8)
+                return entry.name;
         }
-        return name.toString();
+        return QString::fromUtf8(utf8);
     }
 
 private:
+    struct Entry
+    {
+        QByteArray utf8;
+        QString name;
+    };
     // Enough for the stream names of any library; names beyond are simply not shared.
     static constexpr size_t kSlots = 1024;
     static constexpr size_t kMaxNames = kSlots / 2;
-    std::vector<QString> m_slots = std::vector<QString>(kSlots);
+    std::vector<Entry> m_slots = std::vector<Entry>(kSlots);
     size_t m_used = 0;
 };
 
@@ -576,11 +583,11 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
     Step step;
     while ((step = storages.step()) == Step::Row) {
         const int parentType = storages.columnType(1);
-        if (storages.columnType(0) != SQLITE_INTEGER || storages.columnType(2) != SQLITE_TEXT
+        QString name;
+        if (storages.columnType(0) != SQLITE_INTEGER || !storages.columnName(2, &name)
                 || (parentType != SQLITE_INTEGER && parentType != SQLITE_NULL))
             return { StorageFileStatus::Damaged, QStringLiteral("storage row of wrong types") };
         const qint64 id = storages.columnInt64(0);
-        const QString name = storages.columnText(2);
         if (byId.contains(id))
             return { StorageFileStatus::Damaged, QStringLiteral("storage %1 twice").arg(id) };
         if (parentType == SQLITE_NULL) {
@@ -679,7 +686,13 @@ StorageFileStatus StorageDatabase::load(StorageNode &root, StorageSnapshot *snap
             if (current->streams.isEmpty())
                 current->streams.reserve(lastCount);
         }
-        current->streams.append(StorageStream { names.intern(streams.columnTextView(2)), QByteArray(), id, size });
+        const QByteArrayView utf8 = streams.columnUtf8View(2);
+        QString name;
+        if (!utf8.isNull())
+            name = names.intern(utf8);
+        else if (!streams.columnName(2, &name))
+            return { StorageFileStatus::Damaged, QStringLiteral("stream row of wrong types") };
+        current->streams.append(StorageStream { std::move(name), QByteArray(), id, size });
     }
     if (step == Step::Failed)
         return fromSqlite(StorageFileStatus::ReadFailed);
@@ -852,7 +865,7 @@ StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const Stora
         return file.fromSqlite(StorageFileStatus::WriteFailed);
     // No journal: until the rename the file is nobody's, and a failed write discards it.
     const QByteArray setup = QByteArrayLiteral("PRAGMA page_size = ") + QByteArray::number(kPageSize)
-            + "; PRAGMA encoding = 'UTF-16le'; PRAGMA journal_mode = OFF";
+            + "; PRAGMA encoding = 'UTF-8'; PRAGMA journal_mode = OFF";
     const QByteArray header = QByteArrayLiteral("PRAGMA application_id = ") + QByteArray::number(kApplicationId)
             + "; PRAGMA user_version = " + QByteArray::number(kFormatVersion);
     if (!db.exec(setup.constData()))
@@ -861,7 +874,7 @@ StorageFileStatus StorageDatabase::writeNewFile(const QString &path, const Stora
         LxSqlite::Transaction transaction(db);
         RowWriter writer(db, {});
         qint64 rootId = 0;
-        const bool written = transaction.begin(LxSqlite::Transaction::Mode::Immediate) && db.exec(header.constData())
+        const bool written = transaction.begin() && db.exec(header.constData())
                 && db.exec(kStorageTable) && db.exec(kStreamTable) && db.exec(kDataTable) && writer.insertRoot(&rootId)
                 && ChangeWalker(nullptr, nullptr, writer).walk(root, rootId, nullptr) && transaction.commit();
         if (!written)

@@ -60,9 +60,3 @@ qsizetype StorageNode::findStream(const QString &name) const
                                         [](const StorageStream &stream, const QString &key) { return stream.name < key; });
     return found - streams.cbegin();
 }
-
-const StorageStream *StorageNode::stream(const QString &name) const
-{
-    const qsizetype index = findStream(name);
-    return index < streams.size() && streams.at(index).name == name ? &streams.at(index) : nullptr;
-}

@@ -60,7 +60,6 @@ struct StorageNode
     QString path() const;
     // The position of the stream name, or of where it would be inserted.
     qsizetype findStream(const QString &name) const;
-    const StorageStream *stream(const QString &name) const;
 
     QString name;
     StorageNode *parent; // null for the root and for detached nodes
