@@ -71,7 +71,7 @@ Totals engineRead(const QString &path)
 // --- SQLite directly, with the engine's schema ------------------------------------------
 
 // The engine's schema, taken from a file the engine wrote, so that SQLite used directly
-// stores exactly the same rows in the same tables with the same text encoding. The page
+// stores exactly the same rows in the same tables (text encoding UTF-8 for both). The page
 // size is the one setting compared both ways: SQLite's default, as anyone using SQLite
 // directly gets it, and the engine's own choice.
 struct Schema
@@ -119,10 +119,8 @@ bool sqliteWrite(const LibraryTree &tree, const Schema &schema, qint64 pageSize,
     sqlite3 *db = nullptr;
     bool ok = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                               nullptr) == SQLITE_OK;
-    QByteArray setup = "PRAGMA encoding = 'UTF-16le'";
-    if (pageSize)
-        setup += "; PRAGMA page_size = " + QByteArray::number(pageSize);
-    ok = ok && sqlite3_exec(db, setup.constData(), nullptr, nullptr, nullptr) == SQLITE_OK
+    const QByteArray setup = "PRAGMA page_size = " + QByteArray::number(pageSize);
+    ok = ok && (pageSize == 0 || sqlite3_exec(db, setup.constData(), nullptr, nullptr, nullptr) == SQLITE_OK)
             && sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr) == SQLITE_OK;
     for (const QByteArray &statement : schema.statements)
         ok = ok && sqlite3_exec(db, statement.constData(), nullptr, nullptr, nullptr) == SQLITE_OK;
@@ -171,16 +169,16 @@ Totals sqliteScan(const QString &path)
     sqlite3_stmt *statement = nullptr;
     ok = ok && sqlite3_prepare_v2(db, "SELECT id, parent, name FROM storage", -1, &statement, nullptr) == SQLITE_OK;
     while (ok && sqlite3_step(statement) == SQLITE_ROW) {
-        sqlite3_column_text16(statement, 2);
+        sqlite3_column_text(statement, 2);
         names += sqlite3_column_int64(statement, 0) + sqlite3_column_int64(statement, 1)
-                + sqlite3_column_bytes16(statement, 2);
+                + sqlite3_column_bytes(statement, 2);
     }
     sqlite3_finalize(statement);
     ok = ok && sqlite3_prepare_v2(db, "SELECT id, storage, name, size FROM stream", -1, &statement, nullptr) == SQLITE_OK;
     while (ok && sqlite3_step(statement) == SQLITE_ROW) {
-        sqlite3_column_text16(statement, 2);
+        sqlite3_column_text(statement, 2);
         names += sqlite3_column_int64(statement, 0) + sqlite3_column_int64(statement, 1)
-                + sqlite3_column_bytes16(statement, 2) + sqlite3_column_int64(statement, 3);
+                + sqlite3_column_bytes(statement, 2) + sqlite3_column_int64(statement, 3);
     }
     sqlite3_finalize(statement);
     ok = ok && sqlite3_prepare_v2(db, "SELECT id, data FROM stream_data", -1, &statement, nullptr) == SQLITE_OK;
