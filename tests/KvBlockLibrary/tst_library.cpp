@@ -76,7 +76,9 @@ private slots:
     void listings();
     void blockIdentifiersByGroup_data();
     void blockIdentifiersByGroup();
+    void groupListingsFollowChanges();
     void instanceTotal();
+    void instanceTotalAfterRemovals();
     void clearEmitsOnce();
     void clearEmptyEmitsNothing();
 
@@ -138,9 +140,14 @@ void tst_Library::insertSameIdentifierReplaces()
     QCOMPARE(library->block(QStringLiteral("SystemBlock_1")), second.data());
     QCOMPARE(library->blockIdentifiers(), QList<QString>{QStringLiteral("SystemBlock_1")});
     QCOMPARE(library->groupPaths(), QList<QString>{QStringLiteral("second")});
-    // The earlier block is unreachable but still owned: it goes with the library.
+    // The earlier block is unreachable but still owned: clearing passes it by, and it goes
+    // with the library.
     QVERIFY(!first.isNull());
     QCOMPARE(first->parent(), library);
+    library->clear();
+    QVERIFY(second.isNull());
+    QVERIFY(!first.isNull());
+    QVERIFY(library->blockIdentifiers().isEmpty());
     container.reset();
     QVERIFY(first.isNull());
     QVERIFY(second.isNull());
@@ -299,6 +306,56 @@ void tst_Library::blockIdentifiersByGroup()
     QTEST(library->blockIdentifiers(groupPath), "expected");
 }
 
+void tst_Library::groupListingsFollowChanges()
+{
+    TestContainer container;
+    BlockLibrary *library = container.library();
+    Block *moving = makeBlock(UserA, QStringLiteral("A"));
+    library->insertBlock(moving);
+    library->insertBlock(makeBlock(UserB, QStringLiteral("A")));
+    QCOMPARE(library->blockIdentifiers(QStringLiteral("A")), (QList<QString>{UserA, UserB}));
+
+    // Whoever hears groupsChanged() already sees the new grouping.
+    QList<QString> seenInB;
+    QList<QString> seenPaths;
+    connect(library, &BlockLibrary::groupsChanged, this, [&] {
+        seenInB = library->blockIdentifiers(QStringLiteral("B"));
+        seenPaths = library->groupPaths();
+    });
+    moving->setGroupPath(QStringLiteral("B"));
+    QCOMPARE(seenInB, QList<QString>{UserA});
+    QCOMPARE(seenPaths, (QList<QString>{QStringLiteral("A"), QStringLiteral("B")}));
+    QCOMPARE(library->blockIdentifiers(QStringLiteral("A")), QList<QString>{UserB});
+
+    // A group that empties is no longer listed.
+    library->block(UserB)->setGroupPath(QStringLiteral("B"));
+    QCOMPARE(library->groupPaths(), QList<QString>{QStringLiteral("B")});
+    QVERIFY(library->blockIdentifiers(QStringLiteral("A")).isEmpty());
+
+    // A replaced block and a removed one no longer count, whatever they do.
+    Block *replaced = library->block(UserB);
+    library->insertBlock(makeBlock(UserB, QStringLiteral("C")));
+    replaced->setGroupPath(QStringLiteral("D"));
+    QCOMPARE(library->groupPaths(), (QList<QString>{QStringLiteral("B"), QStringLiteral("C")}));
+    QCOMPARE(library->blockIdentifiers(QStringLiteral("B")), QList<QString>{UserA});
+    std::unique_ptr<Block> removed(library->removeBlock(UserA));
+    removed->setGroupPath(QStringLiteral("C"));
+    QCOMPARE(library->groupPaths(), QList<QString>{QStringLiteral("C")});
+    QCOMPARE(library->blockIdentifiers(QStringLiteral("C")), QList<QString>{UserB});
+    QVERIFY(library->blockIdentifiers(QStringLiteral("D")).isEmpty());
+
+    // Removing from the middle of a group keeps the rest of it, in order.
+    for (const QString &id : {QStringLiteral("SystemBlock_1"), QStringLiteral("SystemBlock_2"), QStringLiteral("SystemBlock_3")})
+        library->insertBlock(makeBlock(id, QStringLiteral("C")));
+    delete library->removeBlock(QStringLiteral("SystemBlock_1"));
+    library->block(QStringLiteral("SystemBlock_3"))->setGroupPath(QStringLiteral("E"));
+    QCOMPARE(library->blockIdentifiers(QStringLiteral("C")), (QList<QString>{QStringLiteral("SystemBlock_2"), UserB}));
+    delete library->removeBlock(UserB);
+    QCOMPARE(library->blockIdentifiers(QStringLiteral("C")), QList<QString>{QStringLiteral("SystemBlock_2")});
+    QCOMPARE(library->blockIdentifiers(QStringLiteral("E")), QList<QString>{QStringLiteral("SystemBlock_3")});
+    QCOMPARE(library->groupPaths(), (QList<QString>{QStringLiteral("C"), QStringLiteral("E")}));
+}
+
 void tst_Library::instanceTotal()
 {
     TestContainer container;
@@ -322,6 +379,34 @@ void tst_Library::instanceTotal()
 
     later->unregisterInstance(&a);
     QCOMPARE(library->allBlocksInstanceCount(), 3u);
+}
+
+void tst_Library::instanceTotalAfterRemovals()
+{
+    TestContainer container;
+    BlockLibrary *library = container.library();
+    QObject user;
+    const QList<QString> identifiers{UserA, UserB, UserC, QStringLiteral("SystemBlock_1")};
+    for (int i = 0; i < identifiers.size(); ++i) {
+        Block *block = makeBlock(identifiers.at(i));
+        BlockDefinition *definition = block->createDefinition();
+        for (int j = 0; j <= i; ++j)
+            definition->registerInstance(new QObject(&user)); // 1, 2, 3 and 4 instances
+        library->insertBlock(block);
+    }
+    QCOMPARE(library->allBlocksInstanceCount(), 10u);
+
+    delete library->removeBlock(UserA);
+    QCOMPARE(library->allBlocksInstanceCount(), 9u);
+    delete library->removeBlock(QStringLiteral("SystemBlock_1"));
+    QCOMPARE(library->allBlocksInstanceCount(), 5u);
+    Block *again = makeBlock(UserA);
+    again->createDefinition()->registerInstance(&user);
+    library->insertBlock(again);
+    QCOMPARE(library->allBlocksInstanceCount(), 6u);
+    // A block replaced under its identifier is no longer counted.
+    library->insertBlock(makeBlock(UserB));
+    QCOMPARE(library->allBlocksInstanceCount(), 4u);
 }
 
 void tst_Library::clearEmitsOnce()

@@ -8,10 +8,11 @@
 
 #include <LxFileSystem/FileStorageView.h>
 
+#include <QtCore/QSet>
 #include <QtCore/QSignalBlocker>
 
 #include <algorithm>
-#include <set>
+#include <utility>
 
 namespace {
 
@@ -28,12 +29,51 @@ BlockLibraryPrivate::BlockLibraryPrivate(BlockLibrary *library, BlockLibraryCont
     connect(this, &BlockLibraryPrivate::groupsChanged, q, &BlockLibrary::groupsChanged);
 }
 
-void BlockLibraryPrivate::detach(const QString &identifier, Block *block)
+void BlockLibraryPrivate::addToGroup(Entry &entry, const QString &identifier)
 {
-    blocks.remove(identifier);
-    block->setOwnerLibrary(nullptr);
-    block->setParent(nullptr);
-    disconnect(block, nullptr, this, nullptr);
+    Group &group = groups[entry.groupPath];
+    if (group.identifiers.isEmpty()) {
+        orderedGroupPaths.insert(entry.groupPath);
+        groupPathListValid = false;
+    }
+    entry.groupPosition = group.identifiers.size();
+    group.identifiers.append(identifier);
+    group.sortedValid = false;
+}
+
+void BlockLibraryPrivate::removeFromGroup(const Entry &entry)
+{
+    const auto group = groups.find(entry.groupPath);
+    if (group == groups.end())
+        return;
+    const QString last = group->identifiers.takeLast();
+    if (entry.groupPosition < group->identifiers.size()) {
+        group->identifiers[entry.groupPosition] = last;
+        blocks.find(IdentifierKey(last))->groupPosition = entry.groupPosition;
+    }
+    group->sortedValid = false;
+    if (group->identifiers.isEmpty()) {
+        orderedGroupPaths.erase(entry.groupPath);
+        groups.erase(group);
+        groupPathListValid = false;
+    }
+}
+
+Block *BlockLibraryPrivate::take(const QString &identifier)
+{
+    const auto entry = blocks.find(IdentifierKey(identifier));
+    if (entry == blocks.end())
+        return nullptr;
+    Block *block = entry->block;
+    const qsizetype position = entry->position;
+    removeFromGroup(*entry);
+    blocks.erase(entry);
+    Block *last = ordered.takeLast();
+    if (last != block) {
+        ordered[position] = last;
+        blocks.find(IdentifierKey(last->identifier()))->position = position;
+    }
+    return block;
 }
 
 BlockLibrary::BlockLibrary(BlockLibraryContainer *container)
@@ -61,20 +101,43 @@ void BlockLibrary::insertBlock(Block *block)
 {
     if (!block)
         return;
-    d->blocks.insert(block->identifier(), block);
+    const QString identifier = block->identifier();
+    const QString groupPath = block->groupPath();
+    BlockLibraryPrivate::Entry &entry = d->blocks[IdentifierKey(identifier)];
+    if (entry.block) {
+        // A block replaced under its identifier stays a connected child, but is no longer listed.
+        d->removeFromGroup(entry);
+        d->ordered[entry.position] = block;
+    } else {
+        entry.position = d->ordered.size();
+        d->ordered.append(block);
+    }
+    entry.block = block;
+    entry.groupPath = groupPath;
+    d->addToGroup(entry, identifier);
     block->setOwnerLibrary(this);
     block->setParent(this);
     emit d->contentsChanged();
-    connect(block, &Block::groupChanged, d, &BlockLibraryPrivate::groupsChanged);
+    // The filing is brought up to date before groupsChanged() goes out, so that listeners
+    // list the new grouping.
+    BlockLibraryPrivate *const p = d;
+    connect(block, &Block::groupChanged, d, [p, block, identifier] {
+        const auto filed = p->blocks.find(IdentifierKey(identifier));
+        if (filed != p->blocks.end() && filed->block == block && filed->groupPath != block->groupPath()) {
+            p->removeFromGroup(*filed);
+            filed->groupPath = block->groupPath();
+            p->addToGroup(*filed, identifier);
+        }
+        emit p->groupsChanged();
+    });
     connect(block, &Block::changed, d, &BlockLibraryPrivate::contentsChanged);
 }
 
 Block *BlockLibrary::removeBlock(const QString &identifier)
 {
-    Block *block = d->blocks.value(identifier);
+    Block *block = d->take(identifier);
     if (!block)
         return nullptr;
-    d->blocks.remove(identifier);
     block->setOwnerLibrary(nullptr);
     block->setParent(nullptr);
     if (!signalsBlocked())
@@ -85,64 +148,82 @@ Block *BlockLibrary::removeBlock(const QString &identifier)
 
 Block *BlockLibrary::block(const QString &identifier) const
 {
-    return d->blocks.value(identifier);
+    const auto entry = d->blocks.constFind(IdentifierKey(identifier));
+    return entry == d->blocks.cend() ? nullptr : entry->block;
 }
 
 bool BlockLibrary::containsBlock(const QString &identifier) const
 {
-    return d->blocks.contains(identifier);
+    return d->blocks.contains(IdentifierKey(identifier));
 }
 
 QList<QString> BlockLibrary::blockIdentifiers() const
 {
-    QList<QString> identifiers = d->blocks.keys();
+    QList<QString> identifiers;
+    identifiers.reserve(d->blocks.size());
+    for (auto it = d->blocks.cbegin(); it != d->blocks.cend(); ++it)
+        identifiers.append(it.key().identifier);
     std::sort(identifiers.begin(), identifiers.end());
     return identifiers;
 }
 
 QList<QString> BlockLibrary::blockIdentifiers(const QString &groupPath) const
 {
-    QList<QString> identifiers;
-    for (auto it = d->blocks.cbegin(); it != d->blocks.cend(); ++it) {
-        if (it.value() && it.value()->groupPath() == groupPath)
-            identifiers.append(it.key());
+    const auto group = d->groups.find(groupPath);
+    if (group == d->groups.end())
+        return QList<QString>();
+    if (!group->sortedValid) {
+        group->sorted = group->identifiers;
+        std::sort(group->sorted.begin(), group->sorted.end());
+        group->sortedValid = true;
     }
-    std::sort(identifiers.begin(), identifiers.end());
-    return identifiers;
+    return group->sorted;
 }
 
 QList<QString> BlockLibrary::groupPaths() const
 {
-    std::set<QString> paths;
-    for (const Block *block : std::as_const(d->blocks)) {
-        if (block)
-            paths.insert(block->groupPath());
+    if (!d->groupPathListValid) {
+        d->groupPathList = QList<QString>(d->orderedGroupPaths.cbegin(), d->orderedGroupPaths.cend());
+        d->groupPathListValid = true;
     }
-    return QList<QString>(paths.begin(), paths.end());
+    return d->groupPathList;
 }
 
 unsigned int BlockLibrary::allBlocksInstanceCount() const
 {
     unsigned int count = 0;
-    for (const Block *block : std::as_const(d->blocks)) {
-        if (block)
-            count += block->instanceCount();
-    }
+    for (const Block *block : std::as_const(d->ordered))
+        count += block->instanceCount();
     return count;
 }
 
 void BlockLibrary::clear()
 {
-    const QList<QString> identifiers = blockIdentifiers();
-    if (identifiers.isEmpty())
+    if (d->ordered.isEmpty())
         return;
     {
         const QSignalBlocker blocker(d);
-        for (const QString &identifier : identifiers) {
-            Block *block = d->blocks.value(identifier);
-            d->detach(identifier, block);
-            delete block;
+        const QList<Block *> blocks = std::exchange(d->ordered, QList<Block *>());
+        d->blocks.clear();
+        d->groups.clear();
+        d->orderedGroupPaths.clear();
+        d->groupPathListValid = false;
+        QSet<QObject *> detached;
+        detached.reserve(blocks.size());
+        for (Block *block : blocks) {
+            block->setOwnerLibrary(nullptr);
+            disconnect(block, nullptr, d, nullptr);
+            detached.insert(block);
         }
+        // Deleted in the order of the library's children, so that each leaves from the front of
+        // the child list: a block leaving from elsewhere costs a search of the whole list, and
+        // clearing a large library would take quadratic time.
+        const QObjectList children = this->children();
+        for (QObject *child : children) {
+            if (detached.remove(child))
+                delete child;
+        }
+        qDeleteAll(detached);
     }
     emit d->contentsChanged();
 }
@@ -193,7 +274,7 @@ void BlockLibraryPrivate::saveBlocks(FileStorageView *root, SaveBlock saveBlock)
     int counter = 0;
     const QList<QString> identifiers = q->blockIdentifiers();
     for (const QString &identifier : identifiers) {
-        Block *block = blocks.value(identifier);
+        Block *block = q->block(identifier);
         if (!block)
             continue;
         QString storageName = identifier;
