@@ -49,6 +49,7 @@ public:
     Block *block() const;
     unsigned int version() const;
 
+    // Unless said otherwise, the setters below emit their signal once, and only on a change.
     // Plain fields: these two setters emit nothing.
     unsigned int accessLevelRead() const;
     void setAccessLevelRead(unsigned int level);
@@ -56,6 +57,7 @@ public:
     void setAccessLevelWrite(unsigned int level);
 
     // Template settings; the getters answer 0 / false until a setter or loading creates them.
+    // A setter creates them also when it leaves the value as it was.
     unsigned int templateTargetAccessLevelRead() const;
     unsigned int templateTargetAccessLevelWrite() const;
     void setTemplateTargetAccessLevelRead(unsigned int level);  // emits changed()
@@ -160,8 +162,8 @@ public:
     // "00" and eight lower-case hexadecimal digits of the CRC-32 of the version's canonical form.
     QByteArray compareCrc32Value();
 
-    // Deletes pins, parameter definitions and local blocks and drops the code object;
-    // keeps every other field. Emits changed().
+    // Deletes pins, parameter definitions and local blocks and drops the code object, whose
+    // changes then no longer count; keeps every other field. Emits changed().
     void clear();
     // Makes this definition an independent copy of source. Emits changed() once.
     void cloneFrom(const BlockDefinition *source);
