@@ -49,6 +49,16 @@ unsigned int currentLevel()
     return System::instance()->currentAccessLevel();
 }
 
+QByteArray uncompressed(const QByteArray &compressed)
+{
+    return compressed.isEmpty() ? QByteArray() : qUncompress(compressed);
+}
+
+QByteArray compressed(const QByteArray &data)
+{
+    return data.isEmpty() ? QByteArray() : qCompress(data);
+}
+
 // Default icons are read once from the resources; a resource that cannot be read is tried
 // again next time, since only a non-empty image is kept.
 QByteArray defaultImage(const QString &resource)
@@ -385,7 +395,7 @@ BlockSkin *BlockDefinition::defaultSkin() const
 
 QByteArray BlockDefinition::codeText() const
 {
-    return d->codeText;
+    return uncompressed(d->codeText);
 }
 
 void BlockDefinition::setCodeText(QByteArray text)
@@ -394,7 +404,7 @@ void BlockDefinition::setCodeText(QByteArray text)
     type.setStreamData(text);
     if (type.contains(QStringLiteral("code"))) {
         d->codeTextVersion = type.version(QStringLiteral("code"));
-        d->codeText = text;
+        d->codeText = compressed(text);
     }
     emit changed();
 }
@@ -429,8 +439,9 @@ void BlockDefinition::setDescriptionText(QByteArray text)
 
 QByteArray BlockDefinition::smallListImage() const
 {
-    if (!d->smallListImage.isEmpty() || !d->block)
-        return d->smallListImage;
+    const QByteArray stored = uncompressed(d->smallListImage);
+    if (!stored.isEmpty() || !d->block)
+        return stored;
     if (d->block->isStandardBlock()) {
         const unsigned int number = d->block->standardBlockNumber();
         if (number >= 200000 && number <= 299999)
@@ -446,7 +457,7 @@ QByteArray BlockDefinition::smallListImage() const
 
 QByteArray BlockDefinition::largeListImage() const
 {
-    return d->largeListImage;
+    return uncompressed(d->largeListImage);
 }
 
 QString BlockDefinition::smallListImageName() const
@@ -461,25 +472,28 @@ QString BlockDefinition::largeListImageName() const
 
 void BlockDefinition::setSmallListImage(const QString &name, const QByteArray &data)
 {
-    if (d->smallListImage == data && d->smallListImageName == name)
+    // qCompress is deterministic, so equal images compare equal in their stored form.
+    const QByteArray packed = compressed(data);
+    if (d->smallListImage == packed && d->smallListImageName == name)
         return;
-    d->smallListImage = data;
+    d->smallListImage = packed;
     d->smallListImageName = name;
     emit changed();
 }
 
 void BlockDefinition::setLargeListImage(const QString &name, const QByteArray &data)
 {
-    if (d->largeListImage == data && d->largeListImageName == name)
+    const QByteArray packed = compressed(data);
+    if (d->largeListImage == packed && d->largeListImageName == name)
         return;
-    d->largeListImage = data;
+    d->largeListImage = packed;
     d->largeListImageName = name;
     emit changed();
 }
 
 QByteArray BlockDefinition::wizardDefinition() const
 {
-    return d->templateData ? d->templateData->wizardDefinition : QByteArray();
+    return d->templateData ? uncompressed(d->templateData->wizardDefinition) : QByteArray();
 }
 
 QString BlockDefinition::toolTipText() const
@@ -763,10 +777,12 @@ void BlockDefinitionPrivate::writeInterface(FileStorageView *storage) const
 void BlockDefinitionPrivate::writeImages(FileStorageView *storage) const
 {
     FileStorageView *images = storage->storage(ImagesStorage);
-    if (!largeListImage.isEmpty())
-        images->writeStream(QStringLiteral("IconLarge.") + largeListImageName, largeListImage);
-    if (!smallListImage.isEmpty())
-        images->writeStream(QStringLiteral("IconSmall.") + smallListImageName, smallListImage);
+    const QByteArray large = uncompressed(largeListImage);
+    if (!large.isEmpty())
+        images->writeStream(QStringLiteral("IconLarge.") + largeListImageName, large);
+    const QByteArray small = uncompressed(smallListImage);
+    if (!small.isEmpty())
+        images->writeStream(QStringLiteral("IconSmall.") + smallListImageName, small);
 }
 
 void BlockDefinitionPrivate::writeParameters(FileStorageView *storage) const
@@ -988,7 +1004,7 @@ void BlockDefinitionPrivate::readWizard(FileStorageView *storage)
         return;
     FileStorageView *wizard = storage->storage(WizardStorage);
     if (hasStream(wizard, WizardStream))
-        templateInfo()->wizardDefinition = wizard->readStream(WizardStream);
+        templateInfo()->wizardDefinition = compressed(wizard->readStream(WizardStream));
 }
 
 bool BlockDefinitionPrivate::load(FileStorageView *storage)

@@ -21,7 +21,7 @@ struct TemplateInfo
     bool exclusive = false;
     unsigned int targetAccessLevelRead = 0;
     unsigned int targetAccessLevelWrite = 0;
-    QByteArray wizardDefinition;
+    QByteArray wizardDefinition; // qCompress'ed
 };
 
 class BlockDefinitionPrivate : public QObject
@@ -56,9 +56,6 @@ public:
 
     Block *block;
     unsigned int version;
-    // List images, code text and wizard are held as stored, not compressed: deflating them
-    // on every load cost several times what reading the whole file takes, the images are
-    // PNGs that do not shrink, and the bytes stay shared with what the storage returned.
     QByteArray smallListImage;
     QByteArray largeListImage;
     QString smallListImageName;
