@@ -68,7 +68,7 @@ struct StorageFileStatus
 
 // One storage file on disk: its schema, checks, reading and writing.
 //
-// A file is an SQLite database in rollback-journal mode with a fixed schema (see SCHEMA.md),
+// A file is an SQLite database in rollback-journal mode with a fixed schema (described in the README),
 // identified by its application id and format version. A session keeps one read
 // transaction from open() to close(): what it reads is what the file held when it opened,
 // and no other session can commit in between. Stream bytes are read on demand, in file
