@@ -165,11 +165,11 @@ private:
     // False when the block is not read at all.
     bool block(FileStorageView *storage, const QString &prefix)
     {
-        const QString refused = refusal(storage->readStream(QStringLiteral("Info.ini")), QStringLiteral("block"));
         if (!containsStream(storage, QStringLiteral("Info.ini"))) {
             add(prefix, QStringLiteral("no Info.ini, block not read"));
             return false;
         }
+        const QString refused = refusal(storage->readStream(QStringLiteral("Info.ini")), QStringLiteral("block"));
         if (!refused.isEmpty()) {
             add(prefix + QStringLiteral("Info.ini"), refused + QStringLiteral(", block not read"));
             return false;
