@@ -74,6 +74,11 @@ public:
     QString title() const { return m_title; }
     QString text() const { return m_text; }
     bool answered() const { return m_answered; }
+    // What the message box offered, as it was shown.
+    QMessageBox::Icon icon() const { return m_icon; }
+    QMessageBox::StandardButtons buttons() const { return m_buttons; }
+    QMessageBox::StandardButton defaultButton() const { return m_defaultButton; }
+    QWidget *parentWidget() const { return m_parent; }
 
 private:
     explicit DialogAnswerer(std::function<bool(QWidget *)> answer)
@@ -89,6 +94,10 @@ private:
             if (auto *box = qobject_cast<QMessageBox *>(modal)) {
                 m_title = box->windowTitle();
                 m_text = box->text();
+                m_icon = box->icon();
+                m_buttons = box->standardButtons();
+                m_defaultButton = box->defaultButton() ? box->standardButton(box->defaultButton()) : QMessageBox::NoButton;
+                m_parent = box->parentWidget();
             } else {
                 m_title = modal->windowTitle();
             }
@@ -105,4 +114,8 @@ private:
     QString m_title;
     QString m_text;
     bool m_answered = false;
+    QMessageBox::Icon m_icon = QMessageBox::NoIcon;
+    QMessageBox::StandardButtons m_buttons;
+    QMessageBox::StandardButton m_defaultButton = QMessageBox::NoButton;
+    QWidget *m_parent = nullptr;
 };

@@ -18,6 +18,8 @@
 #include <algorithm>
 #include <memory>
 
+#include <zlib.h>
+
 namespace {
 
 const QString InfoStream = QStringLiteral("Info.ini");
@@ -27,15 +29,33 @@ const QString BlockKind = QStringLiteral("block");
 // size the decompressed storage is refused rather than allocated: no real block comes near it.
 constexpr qsizetype MaxContentsSize = 256 * 1024 * 1024;
 
-// The first four bytes of qCompress output give the uncompressed size, big-endian.
-bool plausibleCompressedSize(const QByteArray &compressed)
+// qUncompress with a hard cap on what it produces. qCompress output starts with the
+// uncompressed size (four bytes, big-endian) followed by a zlib stream; the size is only a
+// claim, so the stream is inflated piece by piece and given up as soon as it would grow
+// beyond the claim or the cap. A small text therefore cannot make us allocate or inflate
+// more than MaxContentsSize, whatever it claims. Null on any failure.
+QByteArray boundedUncompress(const QByteArray &compressed)
 {
-    if (compressed.size() < 4)
-        return false;
-    const quint32 size = (quint32(quint8(compressed.at(0))) << 24) | (quint32(quint8(compressed.at(1))) << 16)
+    if (compressed.size() < 5)
+        return QByteArray();
+    const quint32 claimed = (quint32(quint8(compressed.at(0))) << 24) | (quint32(quint8(compressed.at(1))) << 16)
         | (quint32(quint8(compressed.at(2))) << 8) | quint32(quint8(compressed.at(3)));
     // Deflate cannot expand data by more than about 1032:1; a larger claim is a lie.
-    return size <= MaxContentsSize && quint64(size) <= quint64(compressed.size()) * 1032 + 64;
+    if (claimed == 0 || claimed > MaxContentsSize || quint64(claimed) > quint64(compressed.size()) * 1032 + 64)
+        return QByteArray();
+
+    QByteArray out(qsizetype(claimed), Qt::Uninitialized);
+    z_stream stream = {};
+    if (inflateInit(&stream) != Z_OK)
+        return QByteArray();
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(compressed.constData() + 4));
+    stream.avail_in = uInt(compressed.size() - 4);
+    stream.next_out = reinterpret_cast<Bytef *>(out.data());
+    stream.avail_out = uInt(claimed);
+    const int result = inflate(&stream, Z_FINISH);
+    const bool complete = result == Z_STREAM_END && stream.total_out == claimed;
+    inflateEnd(&stream);
+    return complete ? out : QByteArray();
 }
 
 bool isHexText(const QByteArray &text)
@@ -440,10 +460,7 @@ bool Block::loadContents(const QByteArray &contents)
 {
     if (!isHexText(contents))
         return false;
-    const QByteArray compressed = QByteArray::fromHex(contents);
-    if (!plausibleCompressedSize(compressed))
-        return false;
-    const QByteArray serialised = qUncompress(compressed);
+    const QByteArray serialised = boundedUncompress(QByteArray::fromHex(contents));
     if (serialised.isEmpty())
         return false;
 
