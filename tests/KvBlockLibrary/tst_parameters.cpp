@@ -142,7 +142,11 @@ void tst_Parameters::parameterDefinitionBlock()
     definition->attachParameterFamilyDefinition(5, 1, parameter(QStringLiteral("a")));
     QVERIFY(definition->isParameterDefinitionBlock());
     QVERIFY(!definition->isStepInAllowed());
+    definition->attachParameterGeneralDefinition(2, parameter(QStringLiteral("b")));
+    QSignalSpy changed(definition, &BlockDefinition::changed);
     definition->clear();
+    // One for each parameter definition detached, one for the clear itself.
+    QCOMPARE(changed.count(), 3);
     QVERIFY(!definition->isParameterDefinitionBlock());
     QVERIFY(definition->parameterDefinitionList(5).isEmpty());
 }
@@ -202,6 +206,19 @@ void tst_Parameters::storageAsymmetry()
     QCOMPARE(third->parameterDefinitionList(5), QList<unsigned int>{7});
     QCOMPARE(shortName(third->parameterDefinition(4, 9)), QStringLiteral("Fam"));
     QCOMPARE(third->parameterDefinition(4, 9)->descriptionText(), QStringLiteral("<p>Familie</p>"));
+
+    // A general definition takes its description from "Description.html" only: another
+    // text there wins over the one in the definition's own text, and none leaves it empty.
+    FileStorageView *number7 = scratch.root->storage(QStringLiteral("Parameter"))->storage(QStringLiteral("7"));
+    number7->writeStream(QStringLiteral("Description.html"), QStringLiteral("<p>Neu ö</p>").toUtf8());
+    number9->writeStream(QStringLiteral("General.ini"), ParameterDefinitionSaver::saveParameterDefinition(general));
+    number9->removeStream(QStringLiteral("Description.html"));
+    std::unique_ptr<Block> fourthBlock(Block::createBlock(QStringLiteral("StandardBlock_200002")));
+    BlockDefinition *fourth = fourthBlock->createDefinition(2);
+    QVERIFY(fourth->load(scratch.root.get()));
+    QCOMPARE(fourth->parameterDefinition(General, 7)->descriptionText(), QStringLiteral("<p>Neu ö</p>"));
+    QCOMPARE(shortName(fourth->parameterDefinition(General, 9)), QStringLiteral("Gen"));
+    QCOMPARE(fourth->parameterDefinition(General, 9)->descriptionText(), QString());
 }
 
 void tst_Parameters::cloneCopiesParameterDefinitions()
@@ -213,8 +230,16 @@ void tst_Parameters::cloneCopiesParameterDefinitions()
 
     std::unique_ptr<Block> other(Block::createUserBlock());
     BlockDefinition *copy = other->createDefinition(5);
+    copy->attachParameterGeneralDefinition(9, parameter(QStringLiteral("old")));
+    QSignalSpy changed(copy, &BlockDefinition::changed);
     copy->cloneFrom(source);
+    QCOMPARE(changed.count(), 1);
     QCOMPARE(copy->parameterDefinitionList(6), (QList<unsigned int>{1, 2}));
+    QCOMPARE(copy->parameterDefinitionList(General), QList<unsigned int>{1});
+    ParameterDefinition *familyCopy = copy->parameterDefinition(6, 2);
+    QCOMPARE(shortName(familyCopy), QStringLiteral("two"));
+    QCOMPARE(familyCopy->version(), 5u);
+    QCOMPARE(familyCopy->owner(), other.get());
     ParameterDefinition *cloned = copy->parameterDefinition(General, 1);
     QVERIFY(cloned != source->parameterDefinition(General, 1));
     QCOMPARE(shortName(cloned), QStringLiteral("one"));
@@ -223,6 +248,11 @@ void tst_Parameters::cloneCopiesParameterDefinitions()
     QCOMPARE(cloned->owner(), other.get());
     QCOMPARE(ParameterDefinitionSaver::saveParameterDefinition(cloned),
              ParameterDefinitionSaver::saveParameterDefinition(source->parameterDefinition(General, 1)));
+
+    // The copies are the copy's own: emptying the source leaves them whole.
+    source->clear();
+    QCOMPARE(shortName(copy->parameterDefinition(General, 1)), QStringLiteral("one"));
+    QCOMPARE(shortName(copy->parameterDefinition(6, 2)), QStringLiteral("two"));
 }
 
 void tst_Parameters::parameterLevels_data()

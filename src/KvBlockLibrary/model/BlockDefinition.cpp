@@ -609,9 +609,10 @@ void BlockDefinition::clear()
         disconnect(d->code, nullptr, d, nullptr);
     d->code.clear();
     d->localContainer.clear();
+    // Detaching announces each removal, as it does for any other caller.
     const auto keys = d->parameterDefinitions.keys();
     for (const auto &key : keys)
-        delete d->parameterDefinitions.take(key);
+        delete detachParameterFamilyDefinition(key.first, key.second);
     const QList<int> numbers = d->pins.keys();
     for (int number : numbers)
         delete d->pins.take(number);
@@ -654,7 +655,7 @@ void BlockDefinition::cloneFrom(const BlockDefinition *source)
 
         const auto keys = source->d->parameterKeys();
         for (const auto &key : keys) {
-            ParameterDefinition *copy = ParameterDefinition::createClone(source->d->parameterDefinitions.value(key));
+            ParameterDefinition *copy = ParameterDefinition::createClone(source->parameterDefinition(key.first, key.second));
             if (!copy)
                 continue;
             copy->setVersion(d->version);

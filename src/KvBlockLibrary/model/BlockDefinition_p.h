@@ -66,9 +66,9 @@ public:
     bool showModified = false;
     QByteArray descriptionText;
     BlockLibrary *localBlockLibrary = nullptr;
-    eRuntimeMembership runtimeMembership = eRuntimeMembershipStandard;
     // (family, number) -> owned parameter definition
     QHash<QPair<unsigned int, unsigned int>, ParameterDefinition *> parameterDefinitions;
+    eRuntimeMembership runtimeMembership = eRuntimeMembershipStandard;
     QHash<int, BlockPin *> pins;
     QByteArray codeText;
     unsigned int codeTextVersion = 0;
