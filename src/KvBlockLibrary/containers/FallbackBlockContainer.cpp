@@ -1,10 +1,18 @@
 #include "FallbackBlockContainer.h"
+#include "FallbackBlockContainer_p.h"
 
 #include "Block.h"
 #include "BlockLibrary.h"
 
+FallbackBlockContainerPrivate::FallbackBlockContainerPrivate(FallbackBlockContainer *container)
+    : QObject(container)
+    , q(container)
+{
+}
+
 FallbackBlockContainer::FallbackBlockContainer(QObject *parent)
     : BlockLibraryContainer(parent)
+    , dFallback(new FallbackBlockContainerPrivate(this))
 {
 }
 

@@ -3,6 +3,7 @@
 #include <KvBlockLibrary/BlockLibraryContainer.h>
 
 class Block;
+class FallbackBlockContainerPrivate;
 
 /*
  * Keeps copies of user blocks that a project uses but that no open library supplies any
@@ -30,4 +31,8 @@ public:
 
     using BlockLibraryContainer::load;
     using BlockLibraryContainer::save;
+
+private:
+    // A Qt child of this container.
+    FallbackBlockContainerPrivate *const dFallback;
 };

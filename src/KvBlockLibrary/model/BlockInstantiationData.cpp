@@ -33,14 +33,20 @@ using BinaryKey = QPair<unsigned int, unsigned int>;
 class BlockInstantiationDataPrivate
 {
 public:
+    explicit BlockInstantiationDataPrivate(BlockInstantiationData *data)
+        : q(data)
+    {
+    }
+
     QList<unsigned int> binaryNumbers;
     QHash<BinaryKey, QByteArray> binaries;
     QList<QPair<QString, int>> propertyKeys;
     QHash<PropertyKey, QString> propertyValues;
+    BlockInstantiationData *const q;
 };
 
 BlockInstantiationData::BlockInstantiationData()
-    : d(new BlockInstantiationDataPrivate)
+    : d(new BlockInstantiationDataPrivate(this))
 {
 }
 
