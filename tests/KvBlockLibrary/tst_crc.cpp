@@ -233,6 +233,16 @@ void tst_Crc::childViews()
     QCOMPARE(view.toByteArray(), QByteArray());
     QVERIFY(!view.fromByteArray(QByteArray("anything")));
     QCOMPARE(view.readStream(QStringLiteral("S")), QByteArray("1"));
+
+    // It is writable, nameless at every level, and keeps what was written once.
+    FileStorageView *named = view.storage(QStringLiteral("Named"));
+    QVERIFY(!view.isReadOnly());
+    QVERIFY(!named->isReadOnly());
+    QCOMPARE(named->name(), QString());
+    QCOMPARE(named->path(), QString());
+    view.removeStream(QStringLiteral("S"));
+    QCOMPARE(view.streamNames(), QStringList{QStringLiteral("S")});
+    QCOMPARE(view.readStream(QStringLiteral("S")), QByteArray("1"));
 }
 
 void tst_Crc::compareValueOfMinimalVersion()

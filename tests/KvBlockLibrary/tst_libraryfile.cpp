@@ -317,6 +317,8 @@ private slots:
     void prepareClose();
     void unmodifiedLibraryClosesWithoutAsking();
     void cancelledSaveDialog();
+    void closeQuestionYesWithoutPath();
+    void fixedLibraryFileIsLeftAsItIs();
     void saveDialogAnsweredWithPath();
     void saveRequested_data();
     void saveRequested();
@@ -672,6 +674,63 @@ void tst_LibraryFile::cancelledSaveDialog()
     QVERIFY(library.modified());
     QCOMPARE(modified.count(), 0);
     QVERIFY(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden).isEmpty());
+}
+
+void tst_LibraryFile::closeQuestionYesWithoutPath()
+{
+    // "Yes" on a library that has never been saved asks for a path; cancelling that ends
+    // in the save failure, and the library stays open and modified.
+    BlockLibraryFile library;
+    addBlock(library.library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
+    DialogRecorder recorder;
+    auto yes = DialogAnswerer::press(QDialogButtonBox::Yes);
+    auto cancel = DialogAnswerer::cancelFileDialog();
+    auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
+
+    QVERIFY(!library.prepareClose());
+    QVERIFY(yes->answered());
+    QVERIFY(cancel->answered());
+    QVERIFY(acknowledge->answered());
+    QCOMPARE(yes->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"new\" gespeichert werden?"));
+    QCOMPARE(recorder.fileDialogs, 1);
+    QCOMPARE(recorder.messageBoxes, 2);
+    QCOMPARE(acknowledge->text(), SaveFailure);
+    QVERIFY(library.modified());
+    QCOMPARE(library.filePath(), QString());
+    QVERIFY(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden).isEmpty());
+}
+
+void tst_LibraryFile::fixedLibraryFileIsLeftAsItIs()
+{
+    // A library file whose stored type makes it fixed: saving it succeeds, writes nothing
+    // and must not empty the file.
+    const QString file = path(QStringLiteral("fixed.bli"));
+    QVERIFY(savedLibrary(file));
+    {
+        FileView view;
+        view.open(file);
+        QVERIFY(view.isOpen());
+        std::unique_ptr<FileStorageView> root(view.createRootView());
+        QByteArray info = root->readStream(QStringLiteral("Info.ini"));
+        QVERIFY(info.contains("Type=256\r\n"));
+        root->writeStream(QStringLiteral("Info.ini"), info.replace("Type=256", "Type=3"));
+        root.reset();
+        view.close();
+        QVERIFY(!view.hasError());
+    }
+    const QByteArray before = fileContents(file);
+
+    BlockLibraryFile library;
+    QVERIFY(library.load(file));
+    QCOMPARE(library.type(), 3u);
+    QVERIFY(!library.modified());
+    QSignalSpy modified(&library, &BlockLibraryContainer::modifiedChanged);
+    QVERIFY(library.save(file));
+    QCOMPARE(modified.count(), 0);
+    QVERIFY(fileContents(file) == before);
+    BlockLibraryFile again;
+    QVERIFY(again.load(file));
+    QCOMPARE(again.library()->blockIdentifiers(), QList<QString>{QStringLiteral("StandardBlock_1")});
 }
 
 void tst_LibraryFile::saveDialogAnsweredWithPath()

@@ -5,7 +5,9 @@
 #include <KvBlockLibrary/BlockPin.h>
 #include <KvBlockLibrary/BlockSkin.h>
 #include <KvBlockLibrary/CodeEditorAccess.h>
+#include <KvBlockLibrary/CrcFileStorageView.h>
 #include <KvCodeEditor/BlockCode.h>
+#include <KvParameterDefinition/SimpleParameterDefinition.h>
 #include <LxFileSystem/FileStorageView.h>
 #include <LxFileSystem/FileView.h>
 
@@ -161,6 +163,7 @@ private slots:
 
     void localBlocksNestedTwoLevels();
     void saveLeavesOtherEntriesUntouched();
+    void saveOrder();
 
     void instantiationData();
     void parameterValueOrder_data();
@@ -787,6 +790,54 @@ void tst_VersionStorage::saveLeavesOtherEntriesUntouched()
     QStringList expectedLines = expected.values();
     expectedLines.sort();
     QCOMPARE(StorageTreeText::lines(storage.root()), expectedLines);
+}
+
+// A storage that records, for its own level, which entries are written or opened, in order.
+class RecordingView : public CrcFileStorageView
+{
+public:
+    RecordingView()
+        : CrcFileStorageView(nullptr)
+    {
+    }
+    void writeStream(const QString &name, const QByteArray &data) override
+    {
+        record(QStringLiteral("stream ") + name);
+        CrcFileStorageView::writeStream(name, data);
+    }
+    FileStorageView *storage(const QString &name) override
+    {
+        record(QStringLiteral("storage ") + name);
+        return CrcFileStorageView::storage(name);
+    }
+    QStringList order;
+
+private:
+    void record(const QString &entry)
+    {
+        if (!order.contains(entry))
+            order.append(entry);
+    }
+};
+
+void tst_VersionStorage::saveOrder()
+{
+    Version version(QStringLiteral("StandardBlock_200001"));
+    BlockDefinition *definition = version.definition;
+    definition->createPin(1)->setFunction(eBlockPinFunctionInput);
+    definition->setLargeListImage(QStringLiteral("png"), "image");
+    definition->setDescriptionText("<p>Beschreibung</p>");
+    definition->attachParameterGeneralDefinition(1, new SimpleParameterDefinition);
+    std::unique_ptr<Block> local(Block::createUserBlock());
+    local->createDefinition();
+    QVERIFY(definition->cloneLocalBlock(local.get()));
+
+    RecordingView view;
+    definition->save(&view);
+    QCOMPARE(view.order, (QStringList{QStringLiteral("stream Info.ini"), QStringLiteral("stream Code.txt"),
+                                      QStringLiteral("storage Interface"), QStringLiteral("storage Images"),
+                                      QStringLiteral("storage Parameter"), QStringLiteral("stream Description"),
+                                      QStringLiteral("storage Blocks")}));
 }
 
 void tst_VersionStorage::instantiationData()

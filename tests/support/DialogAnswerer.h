@@ -53,6 +53,18 @@ public:
         }));
     }
 
+    // Cancels the next file dialog and leaves every other dialog alone.
+    static std::unique_ptr<DialogAnswerer> cancelFileDialog()
+    {
+        return std::unique_ptr<DialogAnswerer>(new DialogAnswerer([](QWidget *modal) {
+            auto *dialog = qobject_cast<QFileDialog *>(modal);
+            if (!dialog)
+                return false;
+            dialog->reject();
+            return true;
+        }));
+    }
+
     // Accepts the next file dialog with the given file name.
     static std::unique_ptr<DialogAnswerer> chooseFile(const QString &fileName)
     {

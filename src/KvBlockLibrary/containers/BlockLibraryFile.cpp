@@ -86,7 +86,9 @@ bool BlockLibraryFile::save(const QString &requestedPath)
         return fail(tr("\"%1\" ist schreibgeschützt.").arg(path));
     }
 
-    {
+    // A fixed container writes nothing; rewriting the file from scratch would then leave it
+    // empty, so its file is left as it is.
+    if (type() >= 255) {
         std::unique_ptr<FileStorageView> root(file.createRootView());
         root->clear();
         BlockLibraryContainer::save(root.get());
