@@ -53,6 +53,26 @@ static DefinitionPointer simpleWith(const QVariant &value)
     return DefinitionPointer(definition);
 }
 
+// One value of every property type a setup can hold.
+static QList<QVariant> everyPropertyType()
+{
+    ParameterTextMap map;
+    map.insert(-5, parameterText("neg", "Negativ"));
+    map.insert(3, parameterText("drei", "Drei"));
+    return {QVariant(true), QVariant(qint32(-7)), QVariant(quint32(4000000000u)), QVariant(-(qint64(1) << 40)),
+            QVariant(quint64(1) << 63), QVariant(2.5), QVariant(QStringLiteral("Wert = ä")),
+            QVariant(QByteArray("\x01\x02", 2)), QVariant::fromValue(text({{1, "eins"}, {2, "one"}})),
+            QVariant::fromValue(parameterText("kurz", "lang")), QVariant::fromValue(map)};
+}
+
+// Every element's setup holds every property type, under numbers 1, 2, ...
+static void fillEveryPropertyType(IParameterElementSetup *setup)
+{
+    const QList<QVariant> values = everyPropertyType();
+    for (int i = 0; i < values.size(); ++i)
+        setup->setProperty(i + 1, ParameterProperty(values.at(i)));
+}
+
 class tst_ParameterDefinitionFormat : public QObject
 {
     Q_OBJECT
@@ -134,6 +154,23 @@ void tst_ParameterDefinitionFormat::roundTrip_data()
         setup->setProperty(-2, ParameterProperty(1.5));
         setup->setProperty(std::numeric_limits<int>::max(), ParameterProperty(true));
         QTest::newRow("array-three") << DefinitionPointer(definition);
+    }
+    {
+        auto *definition = new SimpleParameterDefinition;
+        QVERIFY(definition->setElementCount(2));
+        fillEveryPropertyType(definition->queryElementSetup(0));
+        fillEveryPropertyType(definition->queryElementSetup(1));
+        QTest::newRow("array-every-type") << DefinitionPointer(definition);
+    }
+    {
+        auto *definition = new RecordParameterDefinition;
+        for (unsigned short i = 0; i < 2; ++i) {
+            IParameterElementSetup *setup = definition->createElement(i);
+            QVERIFY(setup);
+            fillEveryPropertyType(setup);
+            definition->setElementName(i, parameterText(QStringLiteral("r%1").arg(i), QStringLiteral("Teil %1").arg(i)));
+        }
+        QTest::newRow("record-every-type") << DefinitionPointer(definition);
     }
     {
         auto *definition = new SimpleParameterDefinition;
