@@ -56,7 +56,14 @@ void messageHandler(QtMsgType type, const QMessageLogContext &, const QString &m
 
 int fail(const QString &message)
 {
-    std::fprintf(stderr, "bli: %s\n", message.toLocal8Bit().constData());
+    // One line whatever the message holds: a file name or a damaged file's text may carry
+    // line breaks and other control characters.
+    QString line = message;
+    for (QChar &c : line) {
+        if (c.category() == QChar::Other_Control)
+            c = QLatin1Char(' ');
+    }
+    std::fprintf(stderr, "bli: %s\n", line.toLocal8Bit().constData());
     return ExitError;
 }
 

@@ -104,7 +104,9 @@ bool Database::fail(int rc)
             m_error.systemErrno = fileErrno;
     }
     const char *message = m_db ? sqlite3_errmsg(m_db) : nullptr;
-    m_error.message = QString::fromUtf8(message ? message : sqlite3_errstr(rc));
+    // SQLite quotes parts of a damaged schema in its messages; they become part of one-line
+    // error texts, so line breaks and runs of blanks are folded.
+    m_error.message = QString::fromUtf8(message ? message : sqlite3_errstr(rc)).simplified();
     return false;
 }
 
