@@ -445,6 +445,70 @@ private slots:
         QCOMPARE(garbage.errText(), QStringLiteral("bli: standard input: not the contents text of a block"));
     }
 
+    // Two imports into one library at the same moment, as two build jobs on a share might
+    // run them: each ends with a clear result, no import is lost without a word, and the
+    // file stays whole.
+    void concurrentImports()
+    {
+        const Run exported = bli({ QStringLiteral("export"), m_demo, QStringLiteral("SCALE") });
+        QCOMPARE(exported.exitCode, 0);
+        const QString copy = copyOfDemo(QStringLiteral("concurrent.bli"));
+        QStringList expected;
+        BlockLibraryFile before;
+        QVERIFY(before.load(copy));
+        expected = before.library()->blockIdentifiers();
+
+        int succeeded = 0;
+        int refused = 0;
+        for (int round = 0; round < 6; ++round) {
+            QProcess first;
+            QProcess second;
+            for (QProcess *process : { &first, &second }) {
+                process->start(QStringLiteral(BLI_EXECUTABLE), { QStringLiteral("import"), copy });
+                QVERIFY(process->waitForStarted(10000));
+            }
+            // Both wait for their input before they open the file; hand it to both at once
+            // (QProcess writes only while one of its wait functions runs).
+            for (QProcess *process : { &first, &second })
+                process->write(exported.out);
+            for (QProcess *process : { &first, &second }) {
+                QVERIFY(process->waitForBytesWritten(10000));
+                process->closeWriteChannel();
+            }
+            for (QProcess *process : { &first, &second }) {
+                QVERIFY(process->waitForFinished(60000));
+                QCOMPARE(process->exitStatus(), QProcess::NormalExit);
+                const QByteArray out = process->readAllStandardOutput();
+                const QString err = QString::fromUtf8(process->readAllStandardError());
+                if (process->exitCode() == 0) {
+                    ++succeeded;
+                    expected.append(QString::fromUtf8(out).trimmed());
+                    QCOMPARE(err, QString());
+                } else {
+                    // The refused import says so, in one line naming the file and the lock.
+                    ++refused;
+                    QCOMPARE(process->exitCode(), 2);
+                    QCOMPARE(out, QByteArray());
+                    QCOMPARE(err.count(QLatin1Char('\n')), 1);
+                    QVERIFY2(err.startsWith(QStringLiteral("bli: %1: not saved: ").arg(copy)), qPrintable(err));
+                    QVERIFY2(err.contains(QStringLiteral("gesperrt")), qPrintable(err));
+                }
+            }
+            // Whatever happened, the file is whole and holds exactly the imports that succeeded.
+            const Run check = bli({ QStringLiteral("check"), copy });
+            QCOMPARE(check.outLines(), QStringList { QStringLiteral("no problems") });
+            BlockLibraryFile after;
+            QVERIFY(after.load(copy));
+            QStringList identifiers = after.library()->blockIdentifiers();
+            identifiers.sort();
+            expected.sort();
+            QCOMPARE(identifiers, expected);
+        }
+        QCOMPARE(succeeded + refused, 12);
+        QVERIFY(succeeded >= 6);
+        qInfo("%d imports saved, %d refused while the other held the file", succeeded, refused);
+    }
+
     void check_data()
     {
         QTest::addColumn<QString>("stream");
