@@ -19,6 +19,10 @@ namespace {
 // Pixels per grid unit of the editor. The body is the skin's size in grid units; pin stubs
 // stick out one unit on either side, so the picture is two units wider than the body.
 constexpr int Grid = 20;
+// The largest picture drawn: sides of up to 32,000 pixels (1,600 pin rows) and at most
+// 64 million pixels (256 MiB), far beyond any real block.
+constexpr double MaxSide = 32000.0;
+constexpr double MaxPixels = 64.0 * 1024 * 1024;
 
 // firstRow: the output column leaves the top row to the enable pin that heads the inputs.
 void drawPins(QPainter &painter, const BlockDefinition *definition, const QList<int> &numbers, const QRectF &body,
@@ -53,8 +57,22 @@ int runRender(const Invocation &invocation)
 
     const BlockSkin *skin = definition->defaultSkin();
     const QSizeF units = skin->size();
+    // A version with tens of thousands of pins (a damaged or hostile file) would ask for a
+    // picture of gigabytes: refuse what no screen shows rather than allocate it.
+    if (units.width() * Grid > MaxSide || units.height() * Grid > MaxSide
+        || (units.width() + 2) * Grid * units.height() * Grid > MaxPixels)
+        throw Failure { QStringLiteral("%1 V%2: %3 x %4 grid units is too large to draw")
+                                .arg(block->identifier())
+                                .arg(definition->version())
+                                .arg(units.width())
+                                .arg(units.height()) };
     const QSize bodySize(qRound(units.width() * Grid), qRound(units.height() * Grid));
     QImage picture(bodySize.width() + 2 * Grid, bodySize.height(), QImage::Format_ARGB32);
+    if (picture.isNull())
+        throw Failure { QStringLiteral("%1: no memory for a picture of %2 x %3 pixels")
+                                .arg(output)
+                                .arg(bodySize.width() + 2 * Grid)
+                                .arg(bodySize.height()) };
     picture.fill(Qt::white);
     {
         QPainter painter(&picture);

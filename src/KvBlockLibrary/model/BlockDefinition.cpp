@@ -851,8 +851,10 @@ void BlockDefinitionPrivate::readParameterLevels(FileStorageView *storage)
         if (!match.hasMatch())
             continue;
         const QString parameter = match.captured(1);
+        // The stream is one of those just listed: read it without looking it up again, which
+        // would make a storage of many streams cost their square.
         TypedIniReader reader;
-        if (!reader.open(levels, stream, QStringLiteral("parameterlevel")))
+        if (!reader.setData(levels->readStream(stream), QStringLiteral("parameterlevel")))
             continue;
         const QList<QByteArray> sections = reader.sectionNames();
         for (const QByteArray &section : sections) {
@@ -951,8 +953,9 @@ void BlockDefinitionPrivate::readInterface(FileStorageView *storage)
         const int number = match.captured(1).toInt(&ok);
         if (!ok || pins.contains(number))
             continue;
+        // Listed above: no second lookup (see readParameterLevels).
         TypedIniReader reader;
-        if (!reader.open(interface, stream, QStringLiteral("pin")))
+        if (!reader.setData(interface->readStream(stream), QStringLiteral("pin")))
             continue;
         BlockPin *pin = q->createPin(number);
         unsigned int datatype = 0;

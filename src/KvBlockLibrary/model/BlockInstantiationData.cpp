@@ -7,6 +7,7 @@
 
 #include <QtCore/QHash>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QSet>
 
 namespace {
 
@@ -42,6 +43,12 @@ public:
     QHash<BinaryKey, QByteArray> binaries;
     QList<QPair<QString, int>> propertyKeys;
     QHash<PropertyKey, QString> propertyValues;
+    // Indexes of the two lists, so that a version with many parameters loads and answers in
+    // time proportional to its size: membership of the lists, and each parameter's
+    // property numbers in first-setting order.
+    QSet<unsigned int> binaryNumberSet;
+    QSet<QPair<QString, int>> propertyKeySet;
+    QHash<QString, QList<int>> propertiesOfParameter;
     BlockInstantiationData *const q;
 };
 
@@ -58,8 +65,10 @@ BlockInstantiationData::~BlockInstantiationData()
 void BlockInstantiationData::setFamilyKsbBinary(unsigned int family, unsigned int number, const QByteArray &binary)
 {
     d->binaries.insert(BinaryKey(family, number), binary);
-    if (!d->binaryNumbers.contains(number))
+    if (!d->binaryNumberSet.contains(number)) {
+        d->binaryNumberSet.insert(number);
         d->binaryNumbers.append(number);
+    }
 }
 
 void BlockInstantiationData::setGeneralKsbBinary(unsigned int number, const QByteArray &binary)
@@ -90,8 +99,11 @@ void BlockInstantiationData::setFamilyParameterProperty(unsigned int family, QSt
 {
     d->propertyValues.insert(PropertyKey{family, parameter, property}, value);
     const QPair<QString, int> key(parameter, property);
-    if (!d->propertyKeys.contains(key))
+    if (!d->propertyKeySet.contains(key)) {
+        d->propertyKeySet.insert(key);
         d->propertyKeys.append(key);
+        d->propertiesOfParameter[parameter].append(property);
+    }
 }
 
 void BlockInstantiationData::setGeneralParameterProperty(QString parameter, int property, QString value)
@@ -102,12 +114,14 @@ void BlockInstantiationData::setGeneralParameterProperty(QString parameter, int 
 QList<QString> BlockInstantiationData::targetParameter(unsigned int family)
 {
     QList<QString> parameters;
+    QSet<QString> listed;
     for (const auto &[parameter, property] : std::as_const(d->propertyKeys)) {
-        if (parameters.contains(parameter))
+        if (listed.contains(parameter))
             continue;
         if (d->propertyValues.contains(PropertyKey{family, parameter, property})
             || d->propertyValues.contains(PropertyKey{GeneralFamily, parameter, property})) {
             parameters.append(parameter);
+            listed.insert(parameter);
         }
     }
     return parameters;
@@ -115,21 +129,17 @@ QList<QString> BlockInstantiationData::targetParameter(unsigned int family)
 
 QList<int> BlockInstantiationData::targetParameterPropertyNumbers(unsigned int family, const QString &parameter)
 {
+    // Each property number of the parameter is known once; its value decides the group.
     QList<int> familyNumbers;
     QList<int> generalNumbers;
-    for (auto it = d->propertyValues.cbegin(); it != d->propertyValues.cend(); ++it) {
-        if (it.key().parameter != parameter)
-            continue;
-        if (it.key().family == family && !familyNumbers.contains(it.key().property))
-            familyNumbers.append(it.key().property);
-        else if (it.key().family == GeneralFamily && !generalNumbers.contains(it.key().property))
-            generalNumbers.append(it.key().property);
+    const QList<int> properties = d->propertiesOfParameter.value(parameter);
+    for (int property : properties) {
+        if (d->propertyValues.contains(PropertyKey{family, parameter, property}))
+            familyNumbers.append(property);
+        else if (d->propertyValues.contains(PropertyKey{GeneralFamily, parameter, property}))
+            generalNumbers.append(property);
     }
-    for (int number : std::as_const(generalNumbers)) {
-        if (!familyNumbers.contains(number))
-            familyNumbers.append(number);
-    }
-    return familyNumbers;
+    return familyNumbers + generalNumbers;
 }
 
 QString BlockInstantiationData::targetParameterPropertyValue(unsigned int family, QString const &parameter,
@@ -171,6 +181,9 @@ void BlockInstantiationData::loadParameterValues(FileStorageView *versionStorage
         return;
 
     static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)$"));
+    // Looked up once: an order of many lines must not list the storage for each of them.
+    const QStringList streamList = values->streamNames();
+    const QSet<QString> streams(streamList.cbegin(), streamList.cend());
     const QList<QByteArray> lines = order.split('\n');
     for (const QByteArray &rawLine : lines) {
         const QByteArray line = rawLine.trimmed();
@@ -179,7 +192,8 @@ void BlockInstantiationData::loadParameterValues(FileStorageView *versionStorage
         const QString streamName = QString::fromLatin1(line);
         const QString parameter = streamName.section(QLatin1Char('.'), 0, 0);
         TypedIniReader reader;
-        if (!reader.open(values, streamName, QStringLiteral("parametervalue")))
+        if (!streams.contains(streamName)
+            || !reader.setData(values->readStream(streamName), QStringLiteral("parametervalue")))
             continue;
         const QList<QByteArray> sections = reader.sectionNames();
         for (const QByteArray &section : sections) {

@@ -156,6 +156,9 @@ FileStorageView *FileStorageView::storage(const QString &name)
             found = children.emplace_hint(found, name, child);
             d->session->modified = true;
         } else {
+            // What would be written below it is lost, so the session must not save as if
+            // nothing happened: close() reports it and leaves the file as it was.
+            d->session->tooDeep = true;
             qWarning("LxFileSystem: storage \"%s\" would nest deeper than %d levels; it is not created",
                      qPrintable(name), LxFileSystemLimits::kMaxDepth);
         }

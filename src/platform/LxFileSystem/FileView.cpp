@@ -31,6 +31,9 @@ void FileViewPrivate::discard()
 
 StorageFileStatus FileViewPrivate::save()
 {
+    // Part of what was written could not be stored: saving the rest would lose it silently.
+    if (mode != Mode::Closed && mode != Mode::Scratch && session && session->tooDeep)
+        return StorageFileStatus(StorageFileStatus::TooDeep);
     switch (mode) {
     case Mode::Closed:
     case Mode::Scratch:
@@ -99,6 +102,10 @@ void FileViewPrivate::setError(const StorageFileStatus &status, bool saving)
         break;
     case StorageFileStatus::WriteFailed:
         message = FileView::tr("Die Datei „%1“ kann nicht geschrieben werden (%2).").arg(file, status.detail);
+        break;
+    case StorageFileStatus::TooDeep:
+        message = FileView::tr("Die Datei „%1“ kann nicht geschrieben werden: Speicher wären tiefer als %2 Ebenen "
+                               "verschachtelt.").arg(file).arg(LxFileSystemLimits::kMaxDepth);
         break;
     }
     if (saving)
@@ -239,7 +246,7 @@ void FileView::close()
         return;
     // A created file is a change by itself; an opened one only if something was written.
     const bool changes = d->mode != FileViewPrivate::Mode::Opened || d->session->modified
-            || d->session->refusedWrites;
+            || d->session->refusedWrites || d->session->tooDeep;
     const StorageFileStatus status = d->save();
     d->discard();
     d->setError(status, changes);

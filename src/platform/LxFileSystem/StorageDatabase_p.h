@@ -55,6 +55,7 @@ struct StorageFileStatus
         DiskFull,
         ReadFailed,
         WriteFailed,
+        TooDeep,
     };
 
     StorageFileStatus() = default;

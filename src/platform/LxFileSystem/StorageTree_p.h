@@ -109,4 +109,5 @@ struct StorageSession
     bool active = true;         // false once the file is closed or discarded
     bool modified = false;      // some write may have changed the tree since it was loaded
     bool refusedWrites = false; // a write that would have changed the tree hit a read-only file
+    bool tooDeep = false;       // a storage below the deepest level was asked for and not made
 };
