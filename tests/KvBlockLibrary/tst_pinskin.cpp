@@ -47,9 +47,10 @@ void writeTestOutput(const QString &name, const QByteArray &bytes)
 }
 
 // A user block with one version whose pins are 1, 2 (inputs) and 3, 4, 5 (outputs).
-std::unique_ptr<Block> blockWithPins()
+// Inputs 1 and 2, outputs 3 to 5; a user block has the enable pin, a tool block has none.
+std::unique_ptr<Block> blockWithPins(const QString &identifier = QString())
 {
-    std::unique_ptr<Block> block(Block::createUserBlock());
+    std::unique_ptr<Block> block(identifier.isEmpty() ? Block::createUserBlock() : Block::createBlock(identifier));
     BlockDefinition *definition = block->createDefinition();
     for (int number = 1; number <= 5; ++number) {
         BlockPin *pin = definition->createPin(number);
@@ -165,28 +166,34 @@ void tst_PinSkin::pinCloneEmitsOnce()
 
 void tst_PinSkin::inputOrder_data()
 {
+    QTest::addColumn<QString>("identifier");
     QTest::addColumn<QList<int>>("order");
     QTest::addColumn<QList<int>>("stored");
     QTest::addColumn<QList<int>>("inputPins");
 
-    QTest::newRow("none-set") << QList<int>{} << QList<int>{} << QList<int>{-1, 1, 2};
-    QTest::newRow("three") << QList<int>{3, 1, 2} << QList<int>{3, 1, 2} << QList<int>{-1, 3, 1, 2};
-    QTest::newRow("first-zero-only") << QList<int>{-1, 4, 0, 5, 0} << QList<int>{4, 5, 0} << QList<int>{-1, 4, 5, 0};
-    QTest::newRow("second-enable-kept") << QList<int>{-1, -1, 2} << QList<int>{-1, 2} << QList<int>{-1, -1, 2};
-    QTest::newRow("only-enable") << QList<int>{-1} << QList<int>{} << QList<int>{-1, 1, 2};
+    QTest::newRow("none-set") << QString() << QList<int>{} << QList<int>{} << QList<int>{-1, 1, 2};
+    // A stored order always starts with the enable pin, also where the block has none.
+    QTest::newRow("tool-none-set") << "ToolBlock_1" << QList<int>{} << QList<int>{} << QList<int>{1, 2};
+    QTest::newRow("tool-two") << "ToolBlock_1" << QList<int>{2, 1} << QList<int>{2, 1} << QList<int>{-1, 2, 1};
+    QTest::newRow("three") << QString() << QList<int>{3, 1, 2} << QList<int>{3, 1, 2} << QList<int>{-1, 3, 1, 2};
+    QTest::newRow("first-zero-only") << QString() << QList<int>{-1, 4, 0, 5, 0} << QList<int>{4, 5, 0} << QList<int>{-1, 4, 5, 0};
+    QTest::newRow("second-enable-kept") << QString() << QList<int>{-1, -1, 2} << QList<int>{-1, 2} << QList<int>{-1, -1, 2};
+    QTest::newRow("only-enable") << QString() << QList<int>{-1} << QList<int>{} << QList<int>{-1, 1, 2};
 }
 
 void tst_PinSkin::inputOrder()
 {
+    QFETCH(QString, identifier);
     QFETCH(QList<int>, order);
     QFETCH(QList<int>, stored);
     QFETCH(QList<int>, inputPins);
-    std::unique_ptr<Block> block = blockWithPins();
+    std::unique_ptr<Block> block = blockWithPins(identifier);
     BlockSkin *skin = block->blockDefinition(0)->defaultSkin();
     skin->setInputPinOrder(order);
     QCOMPARE(skin->inputPinOrder(), stored);
     QCOMPARE(skin->inputPins(), inputPins);
-    QCOMPARE(skin->pins(), (QList<int>{-1, 1, 2, 3, 4, 5}));
+    if (identifier.isEmpty())
+        QCOMPARE(skin->pins(), (QList<int>{-1, 1, 2, 3, 4, 5}));
 }
 
 void tst_PinSkin::outputOrder_data()
