@@ -34,6 +34,20 @@ public:
     using BlockLibraryContainer::save;
 };
 
+// AddressSanitizer keeps freed memory in quarantine and pads every allocation: bounds on
+// memory growth hold for the plain build and are looser under it.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr long MemorySlack = 4;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr long MemorySlack = 4;
+#else
+constexpr long MemorySlack = 1;
+#endif
+#else
+constexpr long MemorySlack = 1;
+#endif
+
 long peakResidentKiB()
 {
     rusage usage = {};
@@ -158,17 +172,19 @@ void tst_Hostile::manyStreams()
     FileStorageView *version = block->storage(QStringLiteral("V0"));
     version->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\n");
     FileStorageView *interface = version->storage(QStringLiteral("Interface"));
+    // Names padded to one length come in the storage's own order, so that writing them here
+    // costs no more than reading them will.
     constexpr int Pins = 20000;
-    for (int i = 1; i <= Pins; ++i)
-        interface->writeStream(QStringLiteral("Pin_%1.ini").arg(i), pinStream(i % 2 ? 1 : 2));
     for (int i = 0; i < 50000; ++i)
-        interface->writeStream(QStringLiteral("Noise_%1").arg(i), "x");
+        interface->writeStream(QStringLiteral("Noise_%1").arg(i, 5, 10, QLatin1Char('0')), "x");
+    for (int i = 1; i <= Pins; ++i)
+        interface->writeStream(QStringLiteral("Pin_%1.ini").arg(i, 5, 10, QLatin1Char('0')), pinStream(i % 2 ? 1 : 2));
     // As many parameter values, listed in order.txt, and as many parameter levels.
     FileStorageView *values = version->storage(QStringLiteral("ParameterValues"));
     FileStorageView *levels = version->storage(QStringLiteral("ParameterLevel"));
     QByteArray order = ";type=\"order\" version=\"0\"\r\n\r\n";
     for (int i = 0; i < Pins; ++i) {
-        const QString name = QStringLiteral("P%1.ini").arg(i);
+        const QString name = QStringLiteral("P%1.ini").arg(i, 5, 10, QLatin1Char('0'));
         order += name.toLatin1() + "\r\n";
         values->writeStream(name, ";type=\"parametervalue\" version=\"0\"\r\n\r\n[General]\r\nValue=1\r\n");
         levels->writeStream(name, ";type=\"parameterlevel\" version=\"0\"\r\n\r\n[General]\r\nLevelRead=2\r\n");
@@ -176,7 +192,7 @@ void tst_Hostile::manyStreams()
     values->writeStream(QStringLiteral("order.txt"), order);
     FileStorageView *segments = root->storage(QStringLiteral("Groupsegments"));
     for (int i = 0; i < 20000; ++i)
-        segments->storage(QString::number(i))->writeStream(QStringLiteral("Info.ini"), "junk");
+        segments->storage(QStringLiteral("%1").arg(i, 5, 10, QLatin1Char('0')))->writeStream(QStringLiteral("Info.ini"), "junk");
 
     const long before = peakResidentKiB();
     TestContainer container;
@@ -188,7 +204,7 @@ void tst_Hostile::manyStreams()
     QCOMPARE(definition->defaultSkin()->size(), QSizeF(4.0, Pins / 2 + 1));
     QCOMPARE(definition->instantiationData()->targetParameter(BlockDefinition::GeneralFamily).size(), Pins);
     // 20,000 pins are a few megabytes of objects, not hundreds.
-    QVERIFY2(peakResidentKiB() - before < 128 * 1024,
+    QVERIFY2(peakResidentKiB() - before < MemorySlack * 128 * 1024,
              qPrintable(QStringLiteral("peak grew by %1 KiB").arg(peakResidentKiB() - before)));
 }
 
