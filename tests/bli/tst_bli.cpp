@@ -604,6 +604,24 @@ private slots:
         // The first input's stub crosses the left grid unit in the middle of the top row.
         QCOMPARE(QColor(image.pixel(5, 10)).lightness() < 128, true);
     }
+
+    // A version with more pin rows than any picture should hold is refused, not allocated.
+    void renderRefusesHugeBlocks()
+    {
+        const QString copy = copyOfDemo(QStringLiteral("huge.bli"));
+        QVERIFY(editStorage(copy, [](FileStorageView *root) {
+            FileStorageView *interface = at(root, QStringLiteral("Blocks/SystemBlock_12/V0/Interface"));
+            for (int i = 1000; i < 2700; ++i)
+                interface->writeStream(QStringLiteral("Pin_%1.ini").arg(i),
+                                       ";type=\"pin\" version=\"0\"\r\n\r\n[Pin]\r\nFunction=1\r\n");
+        }));
+        const QString output = m_directory.filePath(QStringLiteral("huge.png"));
+        const Run run = bli({ QStringLiteral("render"), copy, QStringLiteral("ADD"), QStringLiteral("0"), output });
+        QCOMPARE(run.exitCode, 2);
+        // 1,700 more inputs below the block's own rows; its image widens it to 8 units.
+        QCOMPARE(run.errText(), QStringLiteral("bli: SystemBlock_12 V0: 8 x 1705 grid units is too large to draw"));
+        QVERIFY(!QFile::exists(output));
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_Bli)
