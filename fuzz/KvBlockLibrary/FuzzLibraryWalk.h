@@ -4,10 +4,13 @@
 #include <KvBlockLibrary/BlockDefinition.h>
 #include <KvBlockLibrary/BlockLibrary.h>
 #include <KvBlockLibrary/BlockSkin.h>
+#include <LxFileSystem/FileStorageView.h>
+#include <LxFileSystem/FileView.h>
 
 #include <QtCore/QByteArray>
 
 #include <cstdlib>
+#include <memory>
 
 // A broken promise of the library: libFuzzer records the input that led here.
 #define FUZZ_CHECK(condition)                                                                        \
@@ -16,33 +19,58 @@
             std::abort();                                                                            \
     } while (false)
 
-// Touches everything a loaded library offers to the suite, as an editor opening it would:
-// every block's versions, their comparison values, pins, skins and tool tips, and the
-// block's contents text. Whatever loading accepted must survive being used.
+// An in-memory storage file; the root view goes before the file closes.
+struct ScratchFile
+{
+    ScratchFile()
+    {
+        file.create(QString());
+        FUZZ_CHECK(file.isOpen());
+        root.reset(file.createRootView());
+    }
+    ~ScratchFile()
+    {
+        root.reset();
+        file.close();
+    }
+    FileView file;
+    std::unique_ptr<FileStorageView> root;
+};
+
+inline void useLibrary(BlockLibrary *library);
+
+// Touches everything a loaded version offers, as an editor showing it would: comparison
+// value, tool tip, pins, code, wizard, skin with its drawn image, and its local blocks.
+inline void useDefinition(BlockDefinition *definition)
+{
+    definition->compareCrc32Value();
+    definition->toolTipText();
+    definition->pins();
+    definition->codeText();
+    definition->wizardDefinition();
+    definition->smallListImage();
+    BlockSkin *skin = definition->defaultSkin();
+    FUZZ_CHECK(skin);
+    skin->pins();
+    skin->size();
+    skin->defaultImage();
+    if (BlockLibrary *local = definition->localBlockLibrary())
+        useLibrary(local);
+}
+
+// Every block of a library, every version and the block's contents text. Whatever loading
+// accepted must survive being used.
 inline void useLibrary(BlockLibrary *library)
 {
     library->groupPaths();
     library->allBlocksInstanceCount();
     for (const QString &identifier : library->blockIdentifiers()) {
         Block *block = library->block(identifier);
-        if (!block)
-            std::abort();
+        FUZZ_CHECK(block);
         for (unsigned int version : block->versions()) {
             BlockDefinition *definition = block->blockDefinition(version);
-            if (!definition)
-                std::abort();
-            definition->compareCrc32Value();
-            definition->toolTipText();
-            definition->pins();
-            definition->codeText();
-            definition->wizardDefinition();
-            BlockSkin *skin = definition->defaultSkin();
-            FUZZ_CHECK(skin);
-            skin->pins();
-            skin->size();
-            skin->defaultImage();
-            if (BlockLibrary *local = definition->localBlockLibrary())
-                useLibrary(local);
+            FUZZ_CHECK(definition);
+            useDefinition(definition);
         }
         block->saveContents();
     }

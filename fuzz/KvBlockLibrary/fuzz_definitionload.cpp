@@ -4,33 +4,12 @@
 // save and reload that must succeed.
 #include "FuzzLibraryWalk.h"
 
-#include <KvBlockLibrary/BlockLibrary.h>
-#include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
-
 #include <QtGui/QGuiApplication>
 
 #include <cstdint>
 #include <memory>
 
 namespace {
-
-struct Scratch
-{
-    Scratch()
-    {
-        file.create(QString());
-        FUZZ_CHECK(file.isOpen());
-        root.reset(file.createRootView());
-    }
-    ~Scratch()
-    {
-        root.reset();
-        file.close();
-    }
-    FileView file;
-    std::unique_ptr<FileStorageView> root;
-};
 
 Block *makeBlock(uint8_t selector)
 {
@@ -58,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (size < 1)
         return 0;
-    Scratch input;
+    ScratchFile input;
     const QByteArray tree = QByteArray::fromRawData(reinterpret_cast<const char *>(data + 1), qsizetype(size - 1));
     if (!input.root->fromByteArray(tree))
         return 0;
@@ -68,20 +47,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FUZZ_CHECK(definition);
     if (!definition->load(input.root.get()))
         return 0;
-    definition->compareCrc32Value();
-    definition->toolTipText();
-    definition->codeText();
-    definition->wizardDefinition();
-    definition->smallListImage();
-    BlockSkin *skin = definition->defaultSkin();
-    FUZZ_CHECK(skin);
-    skin->pins();
-    skin->size();
-    skin->defaultImage();
-    if (BlockLibrary *local = definition->localBlockLibrary())
-        useLibrary(local);
+    useDefinition(definition);
 
-    Scratch saved;
+    ScratchFile saved;
     definition->save(saved.root.get());
     BlockDefinition *copy = block->createDefinition(1);
     FUZZ_CHECK(copy && copy->load(saved.root.get()));

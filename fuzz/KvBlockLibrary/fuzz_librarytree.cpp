@@ -7,8 +7,6 @@
 #include "FuzzLibraryWalk.h"
 
 #include <KvBlockLibrary/BlockLibraryContainer.h>
-#include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
 
 #include <QtGui/QGuiApplication>
 
@@ -25,24 +23,6 @@ public:
     bool isLocalContainer() const override { return false; }
     using BlockLibraryContainer::load;
     using BlockLibraryContainer::save;
-};
-
-// An in-memory storage file; the root view goes before the file closes.
-struct Scratch
-{
-    Scratch()
-    {
-        file.create(QString());
-        FUZZ_CHECK(file.isOpen());
-        root.reset(file.createRootView());
-    }
-    ~Scratch()
-    {
-        root.reset();
-        file.close();
-    }
-    FileView file;
-    std::unique_ptr<FileStorageView> root;
 };
 
 // Block identifiers with their versions, and with comparison values when asked, in a fixed order.
@@ -74,7 +54,7 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    Scratch input;
+    ScratchFile input;
     if (!input.root->fromByteArray(QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size))))
         return 0;
     TreeContainer container;
@@ -82,13 +62,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     useLibrary(container.library());
 
-    Scratch saved;
+    ScratchFile saved;
     container.save(saved.root.get());
     TreeContainer again;
     FUZZ_CHECK(again.load(saved.root.get()));
     FUZZ_CHECK(fingerprint(again.library(), false) == fingerprint(container.library(), false));
 
-    Scratch savedAgain;
+    ScratchFile savedAgain;
     again.save(savedAgain.root.get());
     TreeContainer third;
     FUZZ_CHECK(third.load(savedAgain.root.get()));

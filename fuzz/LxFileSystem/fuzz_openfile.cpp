@@ -1,47 +1,26 @@
 // Arbitrary bytes as a storage file: open, walk, read every stream, close. Some inputs also
 // change the tree before closing; a save that reports success must then read back as saved.
+#include "FuzzInputFile.h"
 #include "FuzzTreeWalk.h"
 
 #include <LxFileSystem/FileView.h>
-
-#include <QtCore/QFile>
 
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
 
-#include <unistd.h>
-
-namespace {
-
-QString g_path;
-
-bool writeInput(const uint8_t *data, size_t size)
-{
-    // A journal left by an earlier input belongs to other bytes; it must not meet these.
-    QFile::remove(g_path + QStringLiteral("-journal"));
-    QFile file(g_path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate)
-            && file.write(reinterpret_cast<const char *>(data), qint64(size)) == qint64(size);
-}
-
-} // namespace
-
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
-    char directory[] = "/tmp/lxfs-fuzz-XXXXXX";
-    if (!mkdtemp(directory))
-        std::abort();
-    g_path = QString::fromLocal8Bit(directory) + QStringLiteral("/input.bli");
+    FuzzInputFile::setUp("lxfs-fuzz");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (!writeInput(data, size))
+    if (!FuzzInputFile::write(data, size))
         std::abort();
     FileView file;
-    file.open(g_path);
+    file.open(FuzzInputFile::path());
     if (!file.isOpen()) {
         FUZZ_CHECK(file.hasError() && !file.errorString().isEmpty());
         return 0;
@@ -64,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     file.close();
     if (edit && !file.hasError()) {
         FileView again;
-        again.open(g_path);
+        again.open(FuzzInputFile::path());
         FUZZ_CHECK(again.isOpen());
         std::unique_ptr<FileStorageView> root(again.createRootView());
         FUZZ_CHECK(treeLines(root.get()) == saved);
