@@ -8,6 +8,7 @@
 #include <LxFileSystem/FileView.h>
 
 #include <QtCore/QByteArray>
+#include <QtGui/QGuiApplication>
 
 #include <cstdlib>
 #include <memory>
@@ -18,6 +19,14 @@
         if (!(condition))                                                                            \
             std::abort();                                                                            \
     } while (false)
+
+// For LLVMFuzzerInitialize: skins draw their default image with text, and fonts need a GUI
+// application, though no display.
+inline void startGuiApplication(int *argc, char ***argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static QGuiApplication application(*argc, *argv);
+}
 
 // An in-memory storage file; the root view goes before the file closes.
 struct ScratchFile

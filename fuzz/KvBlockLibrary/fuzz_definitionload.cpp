@@ -4,8 +4,6 @@
 // save and reload that must succeed.
 #include "FuzzLibraryWalk.h"
 
-#include <QtGui/QGuiApplication>
-
 #include <cstdint>
 #include <memory>
 
@@ -27,9 +25,7 @@ Block *makeBlock(uint8_t selector)
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 {
-    // Skins draw their default image with text; fonts need a GUI application, not a display.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QGuiApplication application(*argc, *argv);
+    startGuiApplication(argc, argv);
     return 0;
 }
 

@@ -5,16 +5,12 @@
 
 #include <KvBlockLibrary/BlockLibraryFile.h>
 
-#include <QtGui/QGuiApplication>
-
 #include <cstdint>
 #include <memory>
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 {
-    // Skins draw their default image with text; fonts need a GUI application, not a display.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QGuiApplication application(*argc, *argv);
+    startGuiApplication(argc, argv);
     FuzzInputFile::setUp("kvbl-fuzz");
     return 0;
 }

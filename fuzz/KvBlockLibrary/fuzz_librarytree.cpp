@@ -8,8 +8,6 @@
 
 #include <KvBlockLibrary/BlockLibraryContainer.h>
 
-#include <QtGui/QGuiApplication>
-
 #include <cstdint>
 #include <memory>
 
@@ -46,9 +44,7 @@ QStringList fingerprint(BlockLibrary *library, bool withValues)
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 {
-    // Skins draw their default image with text; fonts need a GUI application, not a display.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static QGuiApplication application(*argc, *argv);
+    startGuiApplication(argc, argv);
     return 0;
 }
 
