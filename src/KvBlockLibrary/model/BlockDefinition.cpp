@@ -56,7 +56,13 @@ QByteArray uncompressed(const QByteArray &compressed)
 
 QByteArray compressed(const QByteArray &data)
 {
-    return data.isEmpty() ? QByteArray() : qCompress(data);
+    if (data.isEmpty())
+        return QByteArray();
+    // qCompress allocates for the worst case and only shrinks the size, not the allocation:
+    // without squeezing, a payload held compressed would still take its uncompressed room.
+    QByteArray result = qCompress(data);
+    result.squeeze();
+    return result;
 }
 
 // Default icons are read once from the resources; a resource that cannot be read is tried
