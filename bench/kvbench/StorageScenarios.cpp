@@ -337,8 +337,13 @@ KV_BENCH_SCENARIO(storageScaling, "storage-scaling",
     std::vector<LibraryTree> trees;
     for (const int blocks : sizes)
         trees.push_back(LibraryTree::generate(blocks));
-    std::vector<double> writes(trees.size(), 0), reads(trees.size(), 0);
-    bool ok = true;
+    std::vector<double> writes(trees.size(), 0), reads(trees.size(), 0), sqliteWrites(trees.size(), 0);
+    // Raw SQLite writing the same rows at the engine's page size, for comparison: how much of
+    // the growth with the file's size is SQLite's and the file system's own.
+    Schema schema;
+    const QString schemaPath = context.workDirectory() + QStringLiteral("/schema.bli");
+    bool ok = engineWrite(trees.front(), schemaPath) && readSchema(schemaPath, &schema);
+    QFile::remove(schemaPath);
     const int rounds = std::max(3, context.repetitions());
     for (int round = 0; round <= rounds; ++round) { // round 0 warms up
         for (size_t i = 0; i < trees.size(); ++i) {
@@ -359,6 +364,14 @@ KV_BENCH_SCENARIO(storageScaling, "storage-scaling",
             const double read = double(timer.nsecsElapsed()) / 1e6;
             for (const QString &path : paths)
                 QFile::remove(path);
+            timer.start();
+            for (const QString &path : paths)
+                ok = sqliteWrite(tree, schema, schema.enginePageSize, path) && ok;
+            const double sqliteWrite = double(timer.nsecsElapsed()) / 1e6;
+            for (const QString &path : paths)
+                QFile::remove(path);
+            if (round == 1 || (round > 1 && sqliteWrite < sqliteWrites[i]))
+                sqliteWrites[i] = sqliteWrite;
             if (round == 1 || (round > 1 && write < writes[i]))
                 writes[i] = write;
             if (round == 1 || (round > 1 && read < reads[i]))
@@ -367,20 +380,24 @@ KV_BENCH_SCENARIO(storageScaling, "storage-scaling",
     }
     if (!ok)
         return false;
-    std::vector<double> writePer, readPer;
+    std::vector<double> writePer, readPer, sqliteWritePer;
     for (size_t i = 0; i < trees.size(); ++i) {
         const double storages = double(trees[i].storageCount()) * (kVolume / int(trees[i].blocks.size()));
         writePer.push_back(writes[i] * 1000 / storages);
         readPer.push_back(reads[i] * 1000 / storages);
-        context.report(QStringLiteral("%1 storages: write %2 us/storage, read %3 us/storage")
+        sqliteWritePer.push_back(sqliteWrites[i] * 1000 / storages);
+        context.report(QStringLiteral("%1 storages: write %2 us/storage, read %3 us/storage; SQLite writes %4 us/storage")
                                .arg(trees[i].storageCount())
                                .arg(writePer.back(), 0, 'f', 2)
-                               .arg(readPer.back(), 0, 'f', 2));
+                               .arg(readPer.back(), 0, 'f', 2)
+                               .arg(sqliteWritePer.back(), 0, 'f', 2));
     }
     const auto spread = [](const std::vector<double> &values) {
         return *std::max_element(values.begin(), values.end()) / *std::min_element(values.begin(), values.end());
     };
     context.reportRatio(QStringLiteral("write time per storage, slowest/fastest size"), spread(writePer), 1.15);
     context.reportRatio(QStringLiteral("read time per storage, slowest/fastest size"), spread(readPer), 1.15);
+    context.report(QStringLiteral("SQLite write time per storage, slowest/fastest size = %1 (for information)")
+                           .arg(spread(sqliteWritePer), 0, 'f', 2));
     return true;
 }
