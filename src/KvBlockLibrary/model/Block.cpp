@@ -31,9 +31,10 @@ constexpr qsizetype MaxContentsSize = 256 * 1024 * 1024;
 
 // qUncompress with a hard cap on what it produces. qCompress output starts with the
 // uncompressed size (four bytes, big-endian) followed by a zlib stream; the size is only a
-// claim, so the stream is inflated piece by piece and given up as soon as it would grow
-// beyond the claim or the cap. A small text therefore cannot make us allocate or inflate
-// more than MaxContentsSize, whatever it claims. Null on any failure.
+// claim, checked against the cap and what deflate can reach, and the stream is inflated into
+// exactly that room: a stream that would grow beyond it, or ends short of it, is refused.
+// A small text therefore cannot make us allocate or inflate more than MaxContentsSize,
+// whatever it claims. Null on any failure.
 QByteArray boundedUncompress(const QByteArray &compressed)
 {
     if (compressed.size() < 5)

@@ -44,10 +44,9 @@ public:
     QList<QPair<QString, int>> propertyKeys;
     QHash<PropertyKey, QString> propertyValues;
     // Indexes of the two lists, so that a version with many parameters loads and answers in
-    // time proportional to its size: membership of the lists, and each parameter's
-    // property numbers in first-setting order.
+    // time proportional to its size: the binary numbers as a set, and each parameter's
+    // property numbers in first-setting order (a parameter has only a few).
     QSet<unsigned int> binaryNumberSet;
-    QSet<QPair<QString, int>> propertyKeySet;
     QHash<QString, QList<int>> propertiesOfParameter;
     BlockInstantiationData *const q;
 };
@@ -98,11 +97,10 @@ void BlockInstantiationData::setFamilyParameterProperty(unsigned int family, QSt
                                                         QString value)
 {
     d->propertyValues.insert(PropertyKey{family, parameter, property}, value);
-    const QPair<QString, int> key(parameter, property);
-    if (!d->propertyKeySet.contains(key)) {
-        d->propertyKeySet.insert(key);
-        d->propertyKeys.append(key);
-        d->propertiesOfParameter[parameter].append(property);
+    QList<int> &properties = d->propertiesOfParameter[parameter];
+    if (!properties.contains(property)) {
+        properties.append(property);
+        d->propertyKeys.append(qMakePair(parameter, property));
     }
 }
 
