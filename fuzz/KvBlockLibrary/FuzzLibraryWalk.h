@@ -4,21 +4,11 @@
 #include <KvBlockLibrary/BlockDefinition.h>
 #include <KvBlockLibrary/BlockLibrary.h>
 #include <KvBlockLibrary/BlockSkin.h>
-#include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
 
-#include <QtCore/QByteArray>
+#include "FuzzCheck.h"
+#include "ScratchStorage.h"
+
 #include <QtGui/QGuiApplication>
-
-#include <cstdlib>
-#include <memory>
-
-// A broken promise of the library: libFuzzer records the input that led here.
-#define FUZZ_CHECK(condition)                                                                        \
-    do {                                                                                             \
-        if (!(condition))                                                                            \
-            std::abort();                                                                            \
-    } while (false)
 
 // For LLVMFuzzerInitialize: skins draw their default image with text, and fonts need a GUI
 // application, though no display.
@@ -27,24 +17,6 @@ inline void startGuiApplication(int *argc, char ***argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     static QGuiApplication application(*argc, *argv);
 }
-
-// An in-memory storage file; the root view goes before the file closes.
-struct ScratchFile
-{
-    ScratchFile()
-    {
-        file.create(QString());
-        FUZZ_CHECK(file.isOpen());
-        root.reset(file.createRootView());
-    }
-    ~ScratchFile()
-    {
-        root.reset();
-        file.close();
-    }
-    FileView file;
-    std::unique_ptr<FileStorageView> root;
-};
 
 inline void useLibrary(BlockLibrary *library);
 

@@ -33,22 +33,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     if (size < 1)
         return 0;
-    ScratchFile input;
+    ScratchStorage input;
+    FUZZ_CHECK(input.isValid());
     const QByteArray tree = QByteArray::fromRawData(reinterpret_cast<const char *>(data + 1), qsizetype(size - 1));
-    if (!input.root->fromByteArray(tree))
+    if (!input.root()->fromByteArray(tree))
         return 0;
     std::unique_ptr<Block> block(makeBlock(data[0]));
     FUZZ_CHECK(block);
     BlockDefinition *definition = block->createDefinition(0);
     FUZZ_CHECK(definition);
-    if (!definition->load(input.root.get()))
+    if (!definition->load(input.root()))
         return 0;
     useDefinition(definition);
 
-    ScratchFile saved;
-    definition->save(saved.root.get());
+    ScratchStorage saved;
+    FUZZ_CHECK(saved.isValid());
+    definition->save(saved.root());
     BlockDefinition *copy = block->createDefinition(1);
-    FUZZ_CHECK(copy && copy->load(saved.root.get()));
+    FUZZ_CHECK(copy && copy->load(saved.root()));
     FUZZ_CHECK(copy->pins() == definition->pins());
     return 0;
 }

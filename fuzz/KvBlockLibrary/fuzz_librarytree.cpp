@@ -50,27 +50,30 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    ScratchFile input;
-    if (!input.root->fromByteArray(QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size))))
+    ScratchStorage input;
+    FUZZ_CHECK(input.isValid());
+    if (!input.root()->fromByteArray(QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size))))
         return 0;
     TreeContainer container;
-    if (!container.load(input.root.get()))
+    if (!container.load(input.root()))
         return 0;
     useLibrary(container.library());
 
     // A stored type below 255 makes the container fixed, and a fixed container saves nothing
     // by design; the round trip is about the blocks, so it is made editable first.
     container.setType(256);
-    ScratchFile saved;
-    container.save(saved.root.get());
+    ScratchStorage saved;
+    FUZZ_CHECK(saved.isValid());
+    container.save(saved.root());
     TreeContainer again;
-    FUZZ_CHECK(again.load(saved.root.get()));
+    FUZZ_CHECK(again.load(saved.root()));
     FUZZ_CHECK(fingerprint(again.library(), false) == fingerprint(container.library(), false));
 
-    ScratchFile savedAgain;
-    again.save(savedAgain.root.get());
+    ScratchStorage savedAgain;
+    FUZZ_CHECK(savedAgain.isValid());
+    again.save(savedAgain.root());
     TreeContainer third;
-    FUZZ_CHECK(third.load(savedAgain.root.get()));
+    FUZZ_CHECK(third.load(savedAgain.root()));
     FUZZ_CHECK(fingerprint(third.library(), true) == fingerprint(again.library(), true));
     return 0;
 }
