@@ -145,7 +145,6 @@ private slots:
 
     void defaults();
     void toolBlockHasNoPins();
-    void settersRoundTrip();
     void emissions_data();
     void emissions();
     void pinListsByFunction();
@@ -187,31 +186,11 @@ void tst_Definition::defaults()
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition(4);
 
+    // The defaults that are more than a zero: the owner, the runtime membership, the local
+    // library and the enable pin.
     QCOMPARE(definition->block(), block.get());
     QCOMPARE(definition->parent(), block.get());
-    QCOMPARE(definition->version(), 4u);
-    QCOMPARE(definition->accessLevelRead(), 0u);
-    QCOMPARE(definition->accessLevelWrite(), 0u);
-    QCOMPARE(definition->templateTargetAccessLevelRead(), 0u);
-    QCOMPARE(definition->templateTargetAccessLevelWrite(), 0u);
-    QVERIFY(!definition->isGlobalTemplate());
-    QVERIFY(!definition->isExclusiveTemplate());
-    QVERIFY(!definition->showModified());
     QCOMPARE(definition->runtimeMembership(), eRuntimeMembership(1));
-    QCOMPARE(definition->maxUsedSystemBlock(), 0u);
-    QCOMPARE(definition->parameterGroup(), QByteArray());
-    QCOMPARE(definition->codeText(), QByteArray());
-    QCOMPARE(definition->codeTextVersion(), 0u);
-    QCOMPARE(definition->codeTextForCompareCrc(), QByteArray());
-    QCOMPARE(definition->descriptionText(), QByteArray());
-    QCOMPARE(definition->largeListImage(), QByteArray());
-    QCOMPARE(definition->smallListImageName(), QString());
-    QCOMPARE(definition->largeListImageName(), QString());
-    QCOMPARE(definition->wizardDefinition(), QByteArray());
-    QVERIFY(!definition->code());
-    QVERIFY(!definition->editSubWindow());
-    QCOMPARE(definition->instanceCount(), 0u);
-    QVERIFY(!definition->isParameterDefinitionBlock());
 
     BlockLibrary *local = definition->localBlockLibrary();
     QVERIFY(local);
@@ -238,47 +217,6 @@ void tst_Definition::toolBlockHasNoPins()
     QVERIFY(definition->pins().isEmpty());
     QVERIFY(definition->inputPins().isEmpty());
     QVERIFY(!definition->pin(-1));
-}
-
-void tst_Definition::settersRoundTrip()
-{
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    BlockDefinition *definition = block->createDefinition();
-
-    definition->setAccessLevelRead(3);
-    definition->setAccessLevelWrite(6);
-    definition->setTemplateTargetAccessLevelRead(2);
-    definition->setTemplateTargetAccessLevelWrite(5);
-    definition->setGlobalTemplate(true);
-    definition->setExclusiveTemplate(true);
-    definition->setShowModified(true);
-    definition->setRuntimeMembership(eRuntimeMembership(4));
-    definition->setMaxUsedSystemBlock(123456);
-    definition->setDescriptionText("<p>Regler</p>");
-    definition->setSmallListImage(QStringLiteral("bmp"), "small");
-    definition->setLargeListImage(QStringLiteral("png"), "large");
-    definition->setCodeTextForCompareCrc("crc text");
-
-    QCOMPARE(definition->accessLevelRead(), 3u);
-    QCOMPARE(definition->accessLevelWrite(), 6u);
-    QCOMPARE(definition->templateTargetAccessLevelRead(), 2u);
-    QCOMPARE(definition->templateTargetAccessLevelWrite(), 5u);
-    QVERIFY(definition->isGlobalTemplate());
-    QVERIFY(definition->isExclusiveTemplate());
-    QVERIFY(definition->showModified());
-    QCOMPARE(definition->runtimeMembership(), eRuntimeMembership(4));
-    QCOMPARE(definition->maxUsedSystemBlock(), 123456u);
-    QCOMPARE(definition->descriptionText(), QByteArray("<p>Regler</p>"));
-    QCOMPARE(definition->smallListImage(), QByteArray("small"));
-    QCOMPARE(definition->smallListImageName(), QStringLiteral("bmp"));
-    QCOMPARE(definition->largeListImage(), QByteArray("large"));
-    QCOMPARE(definition->largeListImageName(), QStringLiteral("png"));
-    QCOMPARE(definition->codeTextForCompareCrc(), QByteArray("crc text"));
-
-    // The flags are independent of each other.
-    definition->setGlobalTemplate(false);
-    QVERIFY(!definition->isGlobalTemplate());
-    QVERIFY(definition->isExclusiveTemplate());
 }
 
 void tst_Definition::emissions_data()
