@@ -6,6 +6,9 @@
 #include <QtCore/QDataStream>
 #include <QtCore/QDebug>
 
+#include <algorithm>
+#include <utility>
+
 // Registered when the library loads, so that QMetaType::fromName("Text") and queued
 // connections work before any Text has been put into a QVariant.
 static void registerTextMetaType()
@@ -14,15 +17,27 @@ static void registerTextMetaType()
 }
 Q_CONSTRUCTOR_FUNCTION(registerTextMetaType)
 
+namespace {
+
+// Every empty text shares one data, so that the many objects that start with an empty name
+// allocate nothing until a language is set.
+const QSharedDataPointer<TextData> &emptyTextData()
+{
+    static const QSharedDataPointer<TextData> empty(new TextData);
+    return empty;
+}
+
+} // namespace
+
 Text::Text()
-    : d(new TextData)
+    : d(emptyTextData())
 {
 }
 
 Text::Text(int language, const QString &text)
     : d(new TextData)
 {
-    d->texts.insert(language, text);
+    d->texts.append({language, text});
 }
 
 Text::Text(const Text &other) = default;
@@ -33,30 +48,39 @@ Text::~Text() = default;
 
 bool Text::operator==(const Text &other) const
 {
-    return d == other.d || d->texts == other.d->texts;
+    if (d == other.d)
+        return true;
+    const QList<TextData::Entry> &mine = d->texts;
+    const QList<TextData::Entry> &theirs = other.d->texts;
+    return std::equal(mine.cbegin(), mine.cend(), theirs.cbegin(), theirs.cend(),
+                      [](const TextData::Entry &a, const TextData::Entry &b) {
+                          return a.language == b.language && a.text == b.text;
+                      });
 }
 
 void Text::setText(int language, const QString &text)
 {
-    const auto it = d->texts.constFind(language);
-    if (it != d->texts.constEnd() && *it == text)
+    const QString *stored = std::as_const(d)->find(language);
+    if (stored && *stored == text)
         return; // leaves a shared text shared
 
-    d->texts.insert(language, text);
+    const qsizetype index = std::as_const(d)->lowerBound(language) - std::as_const(d)->texts.cbegin();
+    if (stored)
+        d->texts[index].text = text;
+    else
+        d->texts.insert(index, {language, text});
 }
 
 QString Text::text(int language) const
 {
-    const QMap<int, QString> &texts = d->texts;
+    const QList<TextData::Entry> &texts = d->texts;
     if (texts.isEmpty())
         return QString();
-    auto it = texts.constFind(language);
-    if (it != texts.constEnd())
-        return *it;
-    it = texts.constFind(LanguageManager::instance()->fallbackLanguage());
-    if (it != texts.constEnd())
-        return *it;
-    return texts.constBegin().value();
+    if (const QString *stored = d->find(language))
+        return *stored;
+    if (const QString *fallback = d->find(LanguageManager::instance()->fallbackLanguage()))
+        return *fallback;
+    return texts.constFirst().text;
 }
 
 QString Text::text() const
@@ -66,12 +90,16 @@ QString Text::text() const
 
 QList<int> Text::textLanguages() const
 {
-    return d->texts.keys();
+    QList<int> languages;
+    languages.reserve(d->texts.size());
+    for (const TextData::Entry &entry : d->texts)
+        languages.append(entry.language);
+    return languages;
 }
 
 bool Text::hasText(int language) const
 {
-    return d->texts.contains(language);
+    return d->find(language) != nullptr;
 }
 
 bool Text::isEmpty() const
@@ -81,14 +109,20 @@ bool Text::isEmpty() const
 
 void Text::removeText(int language)
 {
-    if (d->texts.contains(language))
-        d->texts.remove(language);
+    if (!std::as_const(d)->find(language))
+        return;
+    if (d->texts.size() == 1) {
+        d = emptyTextData();
+        return;
+    }
+    const qsizetype index = std::as_const(d)->lowerBound(language) - std::as_const(d)->texts.cbegin();
+    d->texts.remove(index);
 }
 
 void Text::removeAll()
 {
     if (!d->texts.isEmpty())
-        d->texts.clear();
+        d = emptyTextData();
 }
 
 bool Text::isMonolingual() const
@@ -105,7 +139,7 @@ void Text::convertToMonolingual(int language)
 {
     const QString kept = text(language);
     d->texts.clear();
-    d->texts.insert(language, kept);
+    d->texts.append({language, kept});
 }
 
 void Text::convertToMultilingual()
@@ -113,14 +147,15 @@ void Text::convertToMultilingual()
     const QList<int> languages = LanguageManager::instance()->languageList();
     // Read every missing language from the unchanged text first: filling in one language
     // must not change what the next one falls back to.
-    QMap<int, QString> added;
+    QList<TextData::Entry> added;
     for (int language : languages) {
-        if (!d->texts.contains(language))
-            added.insert(language, text(language));
+        if (!d->find(language))
+            added.append({language, text(language)});
     }
     if (added.isEmpty())
         return;
-    d->texts.insert(added);
+    for (const TextData::Entry &entry : std::as_const(added))
+        setText(entry.language, entry.text);
 }
 
 QDataStream &operator<<(QDataStream &stream, const Text &text)

@@ -1,12 +1,35 @@
 #pragma once
 
-#include <QtCore/QMap>
+#include <QtCore/QList>
 #include <QtCore/QSharedData>
 #include <QtCore/QString>
+
+#include <algorithm>
 
 class TextData : public QSharedData
 {
 public:
-    // Ordered by language so that textLanguages() and the stream form come out ascending.
-    QMap<int, QString> texts;
+    struct Entry
+    {
+        int language;
+        QString text;
+    };
+
+    // A library holds hundreds of thousands of texts (every pin has a name), nearly all in one
+    // or two languages: a short list sorted by language costs a fraction of a map's nodes, and
+    // keeps textLanguages() and the stream form ascending.
+    QList<Entry> texts;
+
+    QList<Entry>::const_iterator lowerBound(int language) const
+    {
+        return std::lower_bound(texts.cbegin(), texts.cend(), language,
+                                [](const Entry &entry, int wanted) { return entry.language < wanted; });
+    }
+    const QString *find(int language) const
+    {
+        const auto it = lowerBound(language);
+        return it != texts.cend() && it->language == language ? &it->text : nullptr;
+    }
 };
+
+Q_DECLARE_TYPEINFO(TextData::Entry, Q_RELOCATABLE_TYPE);
