@@ -17,6 +17,7 @@
 #include <LxFileSystem/FileStorageView.h>
 #include <LxUtilities/StreamType.h>
 
+#include <QtCore/QMetaMethod>
 #include <QtCore/QFile>
 #include <QtCore/QMetaObject>
 #include <QtCore/QMutex>
@@ -154,8 +155,13 @@ void BlockDefinitionPrivate::adoptPin(BlockPin *pin)
     // Pins are Qt children of the definition, so they go with it.
     pin->setParent(q);
     pins.insert(pin->identifier(), pin);
-    connect(pin, &BlockPin::changed, q, &BlockDefinition::changed);
-    connect(pin, &BlockPin::changed, q, &BlockDefinition::pinsModified);
+    // A library holds hundreds of thousands of pins. Connections by meta-method need no slot
+    // object of their own, where a pointer-to-member connection allocates one each.
+    static const QMetaMethod pinChanged = QMetaMethod::fromSignal(&BlockPin::changed);
+    static const QMetaMethod definitionChanged = QMetaMethod::fromSignal(&BlockDefinition::changed);
+    static const QMetaMethod pinsModified = QMetaMethod::fromSignal(&BlockDefinition::pinsModified);
+    connect(pin, pinChanged, q, definitionChanged);
+    connect(pin, pinChanged, q, pinsModified);
 }
 
 void BlockDefinitionPrivate::onBlockCodeChanged()
