@@ -143,22 +143,19 @@ private slots:
 
     void codeText_data();
     void codeText();
-    void compressedPayloads_data();
-    void compressedPayloads();
     void defaultSmallImage_data();
     void defaultSmallImage();
     void toolTipText_data();
     void toolTipText();
 
     void editorObjectsAreWeak();
-    void instanceRegistry();
 
     void cloneFromCopiesContent();
     void cloneFromTemplateLevels_data();
     void cloneFromTemplateLevels();
     void cloneFromLocalBlocks_data();
     void cloneFromLocalBlocks();
-    void clearKeepsFields();
+    void clearKeepsFieldsAndInstances();
 };
 
 void tst_Definition::cleanup()
@@ -361,6 +358,10 @@ void tst_Definition::codeText_data()
     QTest::newRow("other-kind") << QByteArray(";type=\"pin\" version=\"4\"\r\n") << previous << 7u;
     QTest::newRow("kind-case-differs") << QByteArray(";type=\"Code\" version=\"4\"\r\n") << previous << 7u;
     QTest::newRow("empty") << QByteArray() << previous << 7u;
+    // Code text and images are held compressed.
+    const QByteArray zeros = codeStream(5, QByteArray(1024 * 1024, '\0'));
+    QTest::newRow("megabyte-of-zeros") << zeros << zeros << 5u;
+    QTest::newRow("embedded-nul") << codeStream(5, QByteArray("a\0b\0", 4)) << codeStream(5, QByteArray("a\0b\0", 4)) << 5u;
 }
 
 void tst_Definition::codeText()
@@ -377,31 +378,8 @@ void tst_Definition::codeText()
     QTEST(definition->codeText(), "expectedText");
     QTEST(definition->codeTextVersion(), "expectedVersion");
     QCOMPARE(changed.count(), 1);
-}
-
-void tst_Definition::compressedPayloads_data()
-{
-    QTest::addColumn<QByteArray>("payload");
-
-    QTest::newRow("zeros-1m") << QByteArray(1024 * 1024, '\0');
-    QTest::newRow("one-byte") << QByteArray("x");
-    QTest::newRow("embedded-nul") << QByteArray("a\0b\0", 4);
-}
-
-void tst_Definition::compressedPayloads()
-{
-    QFETCH(QByteArray, payload);
-
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    BlockDefinition *definition = block->createDefinition();
-    const QByteArray code = codeStream(5, payload);
-    definition->setCodeText(code);
-    definition->setSmallListImage(QStringLiteral("png"), payload);
-    definition->setLargeListImage(QStringLiteral("bmp"), payload);
-
-    QCOMPARE(definition->codeText(), code);
-    QCOMPARE(definition->smallListImage(), payload);
-    QCOMPARE(definition->largeListImage(), payload);
+    definition->setLargeListImage(QStringLiteral("bmp"), text);
+    QCOMPARE(definition->largeListImage(), text);
 }
 
 void tst_Definition::defaultSmallImage_data()
@@ -537,23 +515,6 @@ void tst_Definition::editorObjectsAreWeak()
     CodeEditorAccess::setEditSubWindow(definition, nullptr);
     QVERIFY(!definition->editSubWindow());
     QCOMPARE(changed.count(), 0);
-}
-
-void tst_Definition::instanceRegistry()
-{
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    BlockDefinition *definition = block->createDefinition();
-    QObject a, b;
-
-    definition->registerInstance(&a);
-    definition->registerInstance(&a);
-    definition->registerInstance(&b);
-    QCOMPARE(definition->instanceCount(), 2u);
-    definition->unregisterInstance(&a);
-    definition->unregisterInstance(&a);
-    QCOMPARE(definition->instanceCount(), 1u);
-    definition->unregisterInstance(&b);
-    QCOMPARE(definition->instanceCount(), 0u);
 }
 
 void tst_Definition::cloneFromCopiesContent()
@@ -737,7 +698,7 @@ void tst_Definition::cloneFromLocalBlocks()
     QCOMPARE(source->localBlockLibrary()->block(UserId), local);
 }
 
-void tst_Definition::clearKeepsFields()
+void tst_Definition::clearKeepsFieldsAndInstances()
 {
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition();
@@ -751,8 +712,13 @@ void tst_Definition::clearKeepsFields()
     definition->setSmallListImage(QStringLiteral("png"), "kept");
     definition->setRuntimeMembership(eRuntimeMembership(2));
     BlockInstantiationData *data = definition->instantiationData();
-    QObject user;
+    // A user registered twice counts once; instances survive clear().
+    QObject user, other;
     definition->registerInstance(&user);
+    definition->registerInstance(&user);
+    definition->registerInstance(&other);
+    definition->unregisterInstance(&other);
+    definition->unregisterInstance(&other);
 
     definition->clear();
 
@@ -767,6 +733,8 @@ void tst_Definition::clearKeepsFields()
     QCOMPARE(definition->runtimeMembership(), eRuntimeMembership(2));
     QCOMPARE(definition->instantiationData(), data);
     QCOMPARE(definition->instanceCount(), 1u);
+    definition->unregisterInstance(&user);
+    QCOMPARE(definition->instanceCount(), 0u);
 
     // Pins can be made again, the enable pin included.
     QVERIFY(definition->createPin(-1));
