@@ -4,7 +4,6 @@
 #include <KvBlockLibrary/BlockSkin.h>
 
 #include <QtCore/QBuffer>
-#include <QtCore/QDir>
 #include <QtGui/QImage>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -35,16 +34,6 @@ int redPixels(const QImage &image)
         }
     }
     return count;
-}
-
-// Keeps an image for a person to look at, in the directory the test environment names.
-void writeTestOutput(const QString &name, const QByteArray &bytes)
-{
-    const QString dir = qEnvironmentVariable("KV_TEST_OUTPUT_DIR", QDir::tempPath());
-    QDir().mkpath(dir);
-    QFile file(QDir(dir).filePath(name));
-    if (file.open(QIODevice::WriteOnly))
-        file.write(bytes);
 }
 
 // A block with one version: inputs 1 and 2, outputs 3 to 5, and the enable pin unless it is a tool block.
@@ -257,7 +246,6 @@ void tst_PinSkin::modifiedStamp()
     const QImage image = QImage::fromData(stamped, "PNG");
     QCOMPARE(image.size(), size);
     QVERIFY2(redPixels(image) > 200, qPrintable(QString::number(redPixels(image))));
-    writeTestOutput(QStringLiteral("modified-stamp-%1.png").arg(QString::fromLatin1(QTest::currentDataTag())), stamped);
 
     definition->setShowModified(false);
     QCOMPARE(definition->defaultSkin()->defaultImage(), listImage);
