@@ -708,7 +708,6 @@ void tst_VersionStorage::parameterValueOrder_data()
     QTest::addColumn<QList<QString>>("parameters");
 
     QTest::newRow("listed-order") << QByteArray(";type=\"order\" version=\"0\"\r\nB.ini\r\nA.ini\r\n") << QList<QString>{"B", "A"};
-    QTest::newRow("reversed") << QByteArray(";type=\"order\" version=\"0\"\r\nA.ini\r\nB.ini\r\n") << QList<QString>{"A", "B"};
     QTest::newRow("line-feeds-only") << QByteArray(";type=\"order\" version=\"0\"\nB.ini\nA.ini") << QList<QString>{"B", "A"};
     QTest::newRow("no-header") << QByteArray("B.ini\r\nA.ini\r\n") << QList<QString>();
     QTest::newRow("version-1") << QByteArray(";type=\"order\" version=\"1\"\r\nB.ini\r\n") << QList<QString>();
