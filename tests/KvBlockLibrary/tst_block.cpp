@@ -12,7 +12,6 @@
 #include "StorageTreeText.h"
 
 #include <QtCore/QPointer>
-#include <QtCore/QUuid>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
