@@ -295,13 +295,11 @@ void tst_Definition::predicates_data()
     const QString user = QStringLiteral("user");
     const QString standard = QStringLiteral("StandardBlock_17");
     QTest::newRow("user-levels-met") << user << Home::Alone << 3u << 3u << 3u << true << true << true << true;
-    QTest::newRow("user-all-zero") << user << Home::Alone << 0u << 0u << 0u << true << true << true << true;
     QTest::newRow("user-read-above") << user << Home::Alone << 4u << 0u << 3u << false << true << false << true;
     QTest::newRow("user-write-above") << user << Home::Alone << 0u << 4u << 3u << true << false << true << false;
     QTest::newRow("user-writable-library") << user << Home::WritableLibrary << 0u << 7u << 7u << true << true << true << true;
     QTest::newRow("user-read-only-library") << user << Home::ReadOnlyLibrary << 0u << 0u << 7u << true << false << true << true;
     QTest::newRow("user-read-only-library-write-above") << user << Home::ReadOnlyLibrary << 0u << 5u << 4u << true << false << true << false;
-    QTest::newRow("standard-highest-level") << standard << Home::Alone << 0u << 0u << 7u << true << false << true << false;
     QTest::newRow("standard-writable-library") << standard << Home::WritableLibrary << 0u << 0u << 7u << true << false << true << false;
     QTest::newRow("standard-read-above") << standard << Home::Alone << 5u << 0u << 4u << false << false << false << false;
     QTest::newRow("system") << QStringLiteral("SystemBlock_2") << Home::Alone << 0u << 0u << 7u << true << false << false << false;

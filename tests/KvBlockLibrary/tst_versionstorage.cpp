@@ -350,7 +350,7 @@ void tst_VersionStorage::templateSection()
 }
 
 // What one aspect of a loaded version reads, as one line of text.
-QByteArray aspect(const BlockDefinition *definition, const QByteArray &name)
+QByteArray readAspect(const BlockDefinition *definition, const QByteArray &name)
 {
     auto numbers = [](const QList<int> &list) {
         QByteArrayList parts;
@@ -445,7 +445,7 @@ void tst_VersionStorage::loadStreams()
     Version version; // a standard block below 200000 has no default icon
     version.definition->setDescriptionText("before");
     QVERIFY(version.definition->load(storage.root()));
-    QCOMPARE(::aspect(version.definition, aspect), expected);
+    QCOMPARE(readAspect(version.definition, aspect), expected);
 }
 
 void tst_VersionStorage::savedStreams()
