@@ -6,12 +6,12 @@
 #include <KvParameterDefinition/SimpleParameterDefinition.h>
 #include <KvSystem/System.h>
 #include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
 
 #include "DialogAnswerer.h"
+#include "ScratchStorage.h"
+#include "StorageTreeText.h"
 
 #include <QtCore/QPointer>
-#include <QtCore/QUuid>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -22,12 +22,6 @@
 
 namespace {
 
-// A block storage with a hand-written "Info.ini".
-void writeInfo(FileStorageView *storage, const QByteArray &info)
-{
-    storage->writeStream(QStringLiteral("Info.ini"), info);
-}
-
 const QByteArray Bom("\xEF\xBB\xBF");
 
 } // namespace
@@ -37,24 +31,20 @@ class tst_Block : public QObject
     Q_OBJECT
 
 private slots:
-    void creation();
     void propertySignals();
     void createDefinitionNumbers();
     void deleteDefinition();
-    void clearEmitsNothing();
     void createDefinitionClone_data();
     void createDefinitionClone();
     void cloneFrom();
-    void cloneUserBlock();
     void instancesAndDeletion();
 
     void infoBytes_data();
     void infoBytes();
+    void loadInfo_data();
     void loadInfo();
     void invisibleFamiliesAreLostOnSave();
     void loadVersionStorages();
-    void loadRejects_data();
-    void loadRejects();
 
     void contentsRoundTrip();
     void loadContentsRejects_data();
@@ -62,45 +52,19 @@ private slots:
     void loadContentsBounded();
 };
 
-void tst_Block::creation()
-{
-    QVERIFY(!Block::createBlock(QStringLiteral("Foo")));
-    QVERIFY(!Block::createBlock(QString()));
-    std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("StandardBlock_7")));
-    QCOMPARE(block->identifier(), QStringLiteral("StandardBlock_7"));
-    QVERIFY(block->versions().isEmpty());
-    QCOMPARE(block->name().textLanguages(), QList<int>{1});
-    QCOMPARE(block->name().text(1), QString());
-    QVERIFY(!block->ownerLibrary());
-    QVERIFY(!block->isFallbackBlock());
-    block->setFallbackBlock();
-    QVERIFY(block->isFallbackBlock());
-
-    std::unique_ptr<Block> user(Block::createUserBlock());
-    std::unique_ptr<Block> other(Block::createUserBlock());
-    QCOMPARE(user->identifier().size(), 38);
-    QVERIFY(!QUuid(user->identifier()).isNull());
-    QVERIFY(user->identifier() != other->identifier());
-}
-
 void tst_Block::propertySignals()
 {
     std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("RootBlock")));
     QSignalSpy changed(block.get(), &Block::changed);
     QSignalSpy group(block.get(), &Block::groupChanged);
 
+    // Names are no change of the block; the group signal fires on every call, also for the same path.
     block->setShortName(QStringLiteral("R"));
     block->setName(Text(2, QStringLiteral("Root")));
-    QCOMPARE(changed.count(), 0);
-    QCOMPARE(group.count(), 0);
-    QCOMPARE(block->shortName(), QStringLiteral("R"));
-    QCOMPARE(block->name().text(2), QStringLiteral("Root"));
-
     block->setGroupPath(QStringLiteral("A/B"));
     block->setGroupPath(QStringLiteral("A/B"));
     QCOMPARE(group.count(), 2);
     QCOMPARE(changed.count(), 0);
-    QCOMPARE(block->groupPath(), QStringLiteral("A/B"));
 }
 
 void tst_Block::createDefinitionNumbers()
@@ -113,11 +77,8 @@ void tst_Block::createDefinitionNumbers()
     QCOMPARE(next->version(), 4u);
     QCOMPARE(next->parent(), block.get());
     QCOMPARE(block->versions(), (QList<unsigned int>{0, 3, 4}));
-    QCOMPARE(block->blockDefinition(3)->version(), 3u);
     QVERIFY(!block->blockDefinition(1));
     QCOMPARE(changed.count(), 3);
-
-    // A change inside a version reaches the block.
     next->setDescriptionText("x");
     QCOMPARE(changed.count(), 4);
 }
@@ -152,18 +113,13 @@ void tst_Block::deleteDefinition()
     QVERIFY(pin.isNull());
     QVERIFY(localCopy.isNull());
     QCOMPARE(block->versions(), QList<unsigned int>{1});
-}
 
-void tst_Block::clearEmitsNothing()
-{
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    QPointer<BlockDefinition> a = block->createDefinition();
-    QPointer<BlockDefinition> b = block->createDefinition();
-    QSignalSpy changed(block.get(), &Block::changed);
+    // clear() deletes the versions silently, and numbering starts again at 0.
+    QPointer<BlockDefinition> last = block->blockDefinition(1);
+    changed.clear();
     block->clear();
     QCOMPARE(changed.count(), 0);
-    QVERIFY(a.isNull() && b.isNull());
-    QVERIFY(block->versions().isEmpty());
+    QVERIFY(last.isNull());
     QCOMPARE(block->createDefinition()->version(), 0u);
 }
 
@@ -240,7 +196,6 @@ void tst_Block::cloneFrom()
 
     QCOMPARE(changed.count(), 2);
     QCOMPARE(target->versions(), (QList<unsigned int>{0, 2}));
-    QCOMPARE(target->blockDefinition(2)->descriptionText(), QByteArray("two"));
     QCOMPARE(target->blockDefinition(2)->version(), 2u);
     QCOMPARE(target->name(), name);
     QCOMPARE(target->shortName(), QStringLiteral("PID"));
@@ -249,27 +204,19 @@ void tst_Block::cloneFrom()
     // The copies are independent of the source.
     source->blockDefinition(2)->setDescriptionText("changed");
     QCOMPARE(target->blockDefinition(2)->descriptionText(), QByteArray("two"));
-}
 
-void tst_Block::cloneUserBlock()
-{
-    std::unique_ptr<Block> source(Block::createUserBlock());
-    source->setGroupPath(QStringLiteral("A/B"));
-    source->setShortName(QStringLiteral("S"));
-    source->createDefinition();
+    // A user block clone gets a new identifier and no group path.
     std::unique_ptr<Block> copy(Block::cloneUserBlock(source.get()));
     QVERIFY(copy->identifier() != source->identifier());
     QVERIFY(copy->isUserBlock());
     QCOMPARE(copy->groupPath(), QString());
-    QCOMPARE(copy->shortName(), QStringLiteral("S"));
-    QCOMPARE(copy->versions(), QList<unsigned int>{0});
+    QCOMPARE(copy->shortName(), QStringLiteral("PID"));
+    QCOMPARE(copy->versions(), (QList<unsigned int>{0, 2}));
 }
 
 void tst_Block::instancesAndDeletion()
 {
     std::unique_ptr<Block> block(Block::createUserBlock());
-    QVERIFY(block->allowDelete());
-    QCOMPARE(block->instanceCount(), 0u);
     BlockDefinition *a = block->createDefinition();
     BlockDefinition *b = block->createDefinition();
     QObject user1, user2;
@@ -300,7 +247,8 @@ void tst_Block::infoBytes_data()
         << QStringLiteral("Pö") << QStringLiteral("Regler/Öl") << bilingual
         << Bom + "\r\n;type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nShortName=P\xC3\xB6\r\n"
                  "GroupPath=Regler/\xC3\x96l\r\n\r\n[Names]\r\n1=Gr\xC3\xB6\xC3\x9F" "e\r\n2=Size\r\n";
-    QTest::newRow("empty-fields") << QString() << QString() << Text(1, QString())
+    // A new block's name is one empty text in language 1.
+    QTest::newRow("defaults") << QString() << QString() << Text(1, QString())
                                   << Bom + "\r\n;type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nShortName=\r\n"
                                            "GroupPath=\r\n\r\n[Names]\r\n1=\r\n";
     QTest::newRow("no-languages") << QStringLiteral("S") << QStringLiteral("G") << Text()
@@ -318,7 +266,8 @@ void tst_Block::infoBytes()
     std::unique_ptr<Block> block(Block::createBlock(QStringLiteral("SystemBlock_1")));
     block->setShortName(shortName);
     block->setGroupPath(groupPath);
-    block->setName(name);
+    if (name != Text(1, QString()))
+        block->setName(name);
     CrcFileStorageView storage(nullptr);
     block->save(&storage);
     QCOMPARE(storage.readStream(QStringLiteral("Info.ini")), expected);
@@ -328,47 +277,68 @@ void tst_Block::infoBytes()
     QVERIFY(loaded->load(&storage));
     QCOMPARE(loaded->shortName(), shortName);
     QCOMPARE(loaded->groupPath(), groupPath);
-    if (!name.textLanguages().isEmpty())
-        QCOMPARE(loaded->name(), name);
-    else
-        QVERIFY(loaded->name().textLanguages().isEmpty());
+    QCOMPARE(loaded->name().textLanguages(), name.textLanguages());
+    QCOMPARE(loaded->name(), name);
+}
+
+void tst_Block::loadInfo_data()
+{
+    QTest::addColumn<QString>("streamName");
+    QTest::addColumn<QByteArray>("info");
+    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<QString>("expected"); // short name | group path | names | groupChanged() count
+
+    const QString kept = QStringLiteral("keep|G|2=N|0");
+    // No byte-order mark: the block reader takes UTF-8 all the same.
+    QTest::newRow("utf8-without-bom") << "Info.ini"
+                                      << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nGroupPath=\r\n"
+                                                    "ShortName=\xC3\xA4\r\n\r\n[Names]\r\nx=skipped\r\n3=Drei\r\n")
+                                      << true << QStringLiteral("ä||3=Drei|1");
+    QTest::newRow("absent-keys-keep-fields") << "Info.ini" << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n")
+                                             << true << kept;
+    QTest::newRow("missing-stream") << "info.ini" << QByteArray(";type=\"block\" version=\"0\"\r\n") << false << kept;
+    QTest::newRow("library-kind") << "Info.ini"
+                                  << QByteArray(";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\nShortName=X\r\n")
+                                  << false << kept;
+    QTest::newRow("version-one") << "Info.ini" << QByteArray(";type=\"block\" version=\"1\"\r\n\r\n[Info]\r\nShortName=X\r\n")
+                                 << false << kept;
+    QTest::newRow("no-type-line") << "Info.ini" << QByteArray("[Info]\r\nShortName=X\r\n") << false << kept;
+    QTest::newRow("empty") << "Info.ini" << QByteArray() << false << kept;
 }
 
 void tst_Block::loadInfo()
 {
-    CrcFileStorageView storage(nullptr);
-    // No byte-order mark: the block reader takes UTF-8 all the same.
-    writeInfo(&storage, ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nGroupPath=\r\nShortName=\xC3\xA4\r\n"
-                        "\r\n[Names]\r\nx=skipped\r\n3=Drei\r\n");
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    block->setGroupPath(QStringLiteral("before"));
-    QSignalSpy group(block.get(), &Block::groupChanged);
-    QVERIFY(block->load(&storage));
-    QCOMPARE(group.count(), 1);
-    QCOMPARE(block->groupPath(), QString());
-    QCOMPARE(block->shortName(), QStringLiteral("ä"));
-    QCOMPARE(block->name().textLanguages(), QList<int>{3});
-    QCOMPARE(block->name().text(3), QStringLiteral("Drei"));
+    QFETCH(QString, streamName);
+    QFETCH(QByteArray, info);
+    QFETCH(bool, accepted);
 
-    // Absent keys and sections leave the fields as they were.
-    CrcFileStorageView sparse(nullptr);
-    writeInfo(&sparse, ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n");
-    std::unique_ptr<Block> kept(Block::createUserBlock());
-    kept->setShortName(QStringLiteral("keep"));
-    kept->setGroupPath(QStringLiteral("G"));
-    kept->setName(Text(2, QStringLiteral("N")));
-    QSignalSpy keptGroup(kept.get(), &Block::groupChanged);
-    QVERIFY(kept->load(&sparse));
-    QCOMPARE(keptGroup.count(), 0);
-    QCOMPARE(kept->shortName(), QStringLiteral("keep"));
-    QCOMPARE(kept->groupPath(), QStringLiteral("G"));
-    QCOMPARE(kept->name(), Text(2, QStringLiteral("N")));
+    // Version storages are found by their names, which needs a real storage file.
+    ScratchStorage storage;
+    storage.root()->writeStream(streamName, info);
+    storage.root()->storage(QStringLiteral("V0"))->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\n");
+    std::unique_ptr<Block> block(Block::createUserBlock());
+    block->setShortName(QStringLiteral("keep"));
+    block->setGroupPath(QStringLiteral("G"));
+    block->setName(Text(2, QStringLiteral("N")));
+    QSignalSpy changed(block.get(), &Block::changed);
+    QSignalSpy group(block.get(), &Block::groupChanged);
+    QCOMPARE(block->load(storage.root()), accepted);
+
+    QStringList names;
+    for (int language : block->name().textLanguages())
+        names << QString::number(language) + QLatin1Char('=') + block->name().text(language);
+    QTEST(QStringList({block->shortName(), block->groupPath(), names.join(QLatin1Char(',')), QString::number(group.count())})
+                  .join(QLatin1Char('|')),
+          "expected");
+    // A refused block reads no version and stays silent; an accepted one creates and loads V0.
+    QCOMPARE(block->versions(), accepted ? QList<unsigned int>{0} : QList<unsigned int>());
+    QCOMPARE(changed.count(), accepted ? 2 : 0);
 }
 
 void tst_Block::invisibleFamiliesAreLostOnSave()
 {
     CrcFileStorageView storage(nullptr);
-    writeInfo(&storage, ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nInvisibleForFamilies=3,5,3,x,,4294967296,7\r\n");
+    storage.writeStream(QStringLiteral("Info.ini"), ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nInvisibleForFamilies=3,5,3,x,,4294967296,7\r\n");
     std::unique_ptr<Block> block(Block::createUserBlock());
     QVERIFY(block->load(&storage));
     QVERIFY(!block->visibleForFamily(3));
@@ -387,12 +357,9 @@ void tst_Block::invisibleFamiliesAreLostOnSave()
 
 void tst_Block::loadVersionStorages()
 {
-    // Version storages are recognised by their own names: a real storage file is needed.
-    FileView file;
-    file.create(QString());
-    std::unique_ptr<FileStorageView> root(file.createRootView());
-    FileStorageView &storage = *root;
-    writeInfo(&storage, ";type=\"block\" version=\"0\"\r\n");
+    ScratchStorage scratch;
+    FileStorageView &storage = *scratch.root();
+    storage.writeStream(QStringLiteral("Info.ini"), ";type=\"block\" version=\"0\"\r\n");
     const QStringList names{QStringLiteral("V2"), QStringLiteral("V10"), QStringLiteral("Extra"), QStringLiteral("V"),
                             QStringLiteral("v2"), QStringLiteral("V-1"), QStringLiteral("V3x"),
                             QStringLiteral("V99999999999")};
@@ -417,36 +384,6 @@ void tst_Block::loadVersionStorages()
     QCOMPARE(written, (QStringList{QStringLiteral("V10"), QStringLiteral("V2"), QStringLiteral("V7")}));
 }
 
-void tst_Block::loadRejects_data()
-{
-    QTest::addColumn<QByteArray>("info");
-    QTest::addColumn<QString>("streamName");
-
-    QTest::newRow("missing-stream") << QByteArray(";type=\"block\" version=\"0\"\r\n") << "info.ini";
-    QTest::newRow("library-kind") << QByteArray(";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\nShortName=X\r\n") << "Info.ini";
-    QTest::newRow("version-one") << QByteArray(";type=\"block\" version=\"1\"\r\n\r\n[Info]\r\nShortName=X\r\n") << "Info.ini";
-    QTest::newRow("no-type-line") << QByteArray("[Info]\r\nShortName=X\r\n") << "Info.ini";
-    QTest::newRow("empty") << QByteArray() << "Info.ini";
-}
-
-void tst_Block::loadRejects()
-{
-    QFETCH(QByteArray, info);
-    QFETCH(QString, streamName);
-
-    CrcFileStorageView storage(nullptr);
-    storage.writeStream(streamName, info);
-    storage.storage(QStringLiteral("V0"))->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\n");
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    block->setShortName(QStringLiteral("before"));
-    QSignalSpy changed(block.get(), &Block::changed);
-    QSignalSpy group(block.get(), &Block::groupChanged);
-    QVERIFY(!block->load(&storage));
-    QCOMPARE(block->shortName(), QStringLiteral("before"));
-    QVERIFY(block->versions().isEmpty());
-    QCOMPARE(changed.count() + group.count(), 0);
-}
-
 void tst_Block::contentsRoundTrip()
 {
     std::unique_ptr<Block> block(Block::createUserBlock());
@@ -458,37 +395,22 @@ void tst_Block::contentsRoundTrip()
     block->createDefinition(0)->setDescriptionText("<p>eins</p>");
     BlockDefinition *second = block->createDefinition(4);
     second->setAccessLevelRead(3);
-    second->setAccessLevelWrite(5);
+    second->setLargeListImage(QStringLiteral("png"), "image");
 
     const QByteArray contents = block->saveContents();
     // The text is the lower-case hexadecimal of the level-9 compressed byte form of what
     // save() writes into a storage file.
-    {
-        FileView scratch;
-        scratch.create(QString());
-        std::unique_ptr<FileStorageView> root(scratch.createRootView());
-        block->save(root.get());
-        QCOMPARE(contents, qCompress(root->toByteArray(), 9).toHex());
-        root.reset();
-        scratch.close();
-    }
-
-    std::unique_ptr<Block> copy(Block::createBlock(block->identifier()));
-    QVERIFY(copy->loadContents(contents));
-    QCOMPARE(copy->name(), name);
-    QCOMPARE(copy->shortName(), QStringLiteral("RMP"));
-    QCOMPARE(copy->groupPath(), QStringLiteral("Bewegung/Rampen"));
-    QCOMPARE(copy->versions(), (QList<unsigned int>{0, 4}));
-    QCOMPARE(copy->blockDefinition(0)->descriptionText(), QByteArray("<p>eins</p>"));
-    QCOMPARE(copy->blockDefinition(4)->accessLevelRead(), 3u);
-    QCOMPARE(copy->blockDefinition(4)->accessLevelWrite(), 5u);
+    ScratchStorage scratch;
+    block->save(scratch.root());
+    QCOMPARE(contents, qCompress(scratch.root()->toByteArray(), 9).toHex());
 
     // The copy writes the same storage tree as the original.
-    CrcFileStorageView original(nullptr);
-    CrcFileStorageView copied(nullptr);
-    block->save(&original);
-    copy->save(&copied);
-    QCOMPARE(copied.canonicalText(), original.canonicalText());
+    std::unique_ptr<Block> copy(Block::createBlock(block->identifier()));
+    QVERIFY(copy->loadContents(contents));
+    QCOMPARE(copy->versions(), (QList<unsigned int>{0, 4}));
+    ScratchStorage copied;
+    copy->save(copied.root());
+    QCOMPARE(StorageTreeText::lines(copied.root()), StorageTreeText::lines(scratch.root()));
 }
 
 void tst_Block::loadContentsRejects_data()
