@@ -97,7 +97,6 @@ void tst_Parameters::lists_data()
     QTest::newRow("family-and-general") << QList<uint>{9, 2} << QList<uint>{2, 5} << 3u << QList<uint>{2, 5, 9};
     QTest::newRow("other-family-sees-general") << QList<uint>{9, 2} << QList<uint>{2, 5} << 4u << QList<uint>{2, 5};
     QTest::newRow("general-once") << QList<uint>{9} << QList<uint>{5, 1} << General << QList<uint>{1, 5};
-    QTest::newRow("empty") << QList<uint>{} << QList<uint>{} << 3u << QList<uint>{};
 }
 
 void tst_Parameters::lists()
@@ -262,8 +261,6 @@ void tst_Parameters::parameterLevels_data()
     QTest::newRow("no-suffix") << "P8" << header + "[General]\r\nLevelRead=x\r\n" << "P8" << General << "x" << "";
     QTest::newRow("wrong-header") << "P9.ini" << QByteArray(";type=\"parametervalue\" version=\"0\"\r\n\r\n[General]\r\nLevelRead=3\r\n")
                                   << "" << General << "" << "";
-    QTest::newRow("version-1") << "P9.ini" << QByteArray(";type=\"parameterlevel\" version=\"1\"\r\n\r\n[General]\r\nLevelRead=3\r\n")
-                               << "" << General << "" << "";
     QTest::newRow("odd-name") << "[x].ini" << header + "[General]\r\nLevelRead=3\r\n" << "" << General << "" << "";
     QTest::newRow("other-section") << "P5.ini" << header + "[Family_x]\r\nLevelRead=3\r\n" << "" << General << "" << "";
 }
