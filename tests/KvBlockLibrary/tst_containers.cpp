@@ -469,8 +469,6 @@ void tst_Containers::fallbackInsertIgnores_data()
     QTest::newRow("null") << QString() << false;
     QTest::newRow("system-block") << "SystemBlock_1" << false;
     QTest::newRow("standard-block") << "StandardBlock_250000" << false;
-    QTest::newRow("template-block") << "TemplateBlock_1" << false;
-    QTest::newRow("root-block") << "RootBlock" << false;
     QTest::newRow("local-block") << UserA << true;
 }
 
