@@ -81,11 +81,6 @@ Text text(const QList<QPair<int, QString>> &values)
     return result;
 }
 
-Text text(int language, const QString &value)
-{
-    return Text(language, value);
-}
-
 QList<bool> arguments(const QSignalSpy &spy)
 {
     QList<bool> values;
@@ -203,11 +198,11 @@ void tst_Containers::modifiedTransitions_data()
     const Step setModifiedTwice = [](TestContainer &c) { return c.setModified(), c.setModified(), true; };
     const Step clear = [](TestContainer &c) { return c.clear(), true; };
     const Step plainProperties = [](TestContainer &c) {
-        c.setName(text(1, QStringLiteral("Antriebe")));
+        c.setName(Text(1, QStringLiteral("Antriebe")));
         c.setIdentifier(QStringLiteral("{lib}"));
         c.setReadOnly(true);
         c.saveRequested();
-        return c.name() == text(1, QStringLiteral("Antriebe")) && c.identifier() == QStringLiteral("{lib}") && c.readOnly();
+        return c.name() == Text(1, QStringLiteral("Antriebe")) && c.identifier() == QStringLiteral("{lib}") && c.readOnly();
     };
     const Step newVersion = [](TestContainer &c) { return c.library()->block(QStringLiteral("SystemBlock_1"))->createDefinition(); };
     const Step groupPath = [](TestContainer &c) {
@@ -262,13 +257,13 @@ void tst_Containers::infoBytes_data()
 
     const QByteArray head = LibraryType + "[Info]\r\nIdentifier={lib}\r\n";
     QTest::newRow("defaults") << false << 0u << Text() << head + "ReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n";
-    QTest::newRow("read-only-type-300") << true << 300u << text(1, QStringLiteral("Antriebe"))
+    QTest::newRow("read-only-type-300") << true << 300u << Text(1, QStringLiteral("Antriebe"))
                                         << head + "ReadOnly=1\r\nType=300\r\n\r\n[Names]\r\n1=Antriebe\r\n";
     QTest::newRow("languages-ascending") << false << 256u << text({{7, QStringLiteral("sieben")}, {2, QStringLiteral("zwei")}})
                                          << head + "ReadOnly=0\r\nType=256\r\n\r\n[Names]\r\n2=zwei\r\n7=sieben\r\n";
-    QTest::newRow("umlaut-one-latin1-byte") << false << 0u << text(1, QStringLiteral("Grün"))
+    QTest::newRow("umlaut-one-latin1-byte") << false << 0u << Text(1, QStringLiteral("Grün"))
                                             << head + "ReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n1=Gr\xfcn\r\n";
-    QTest::newRow("beyond-latin1") << false << 0u << text(1, QStringLiteral("5 €"))
+    QTest::newRow("beyond-latin1") << false << 0u << Text(1, QStringLiteral("5 €"))
                                    << head + "ReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n1=5 ?\r\n";
 }
 
@@ -315,12 +310,12 @@ void tst_Containers::readDescription_data()
     QTest::newRow("type-3-fixed") << LibraryType + "[Info]\r\nType=3\r\n" << true << kept << false << 3u << Text();
     QTest::newRow("type-not-a-number") << LibraryType + "[Info]\r\nType=x\r\n" << true << kept << false << 0u << Text();
     QTest::newRow("type-absent") << LibraryType + "[Info]\r\nIdentifier=L\r\n" << true << "L" << false << 255u << Text();
-    QTest::newRow("no-info-section") << LibraryType + "[Names]\r\n1=A\r\n" << true << kept << false << 255u << text(1, QStringLiteral("A"));
+    QTest::newRow("no-info-section") << LibraryType + "[Names]\r\n1=A\r\n" << true << kept << false << 255u << Text(1, QStringLiteral("A"));
     QTest::newRow("names-skip-non-numbers") << LibraryType + "[Names]\r\n1=A\r\nx=B\r\n07=C\r\n" << true << kept << false << 255u
                                             << text({{1, QStringLiteral("A")}, {7, QStringLiteral("C")}});
     // Written as Latin-1, read as UTF-8: a name saved with an umlaut does not come back.
     QTest::newRow("utf8-values") << LibraryType + "[Info]\r\nIdentifier=Bibliothek-\xc3\xa4\r\n[Names]\r\n1=Gr\xc3\xbcn\r\n"
-                                 << true << QStringLiteral("Bibliothek-ä") << false << 255u << text(1, QStringLiteral("Grün"));
+                                 << true << QStringLiteral("Bibliothek-ä") << false << 255u << Text(1, QStringLiteral("Grün"));
     QTest::newRow("wrong-kind") << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nIdentifier=x\r\n")
                                 << false << kept << false << 255u << Text();
 }
@@ -331,7 +326,7 @@ void tst_Containers::readDescription()
 
     TestContainer container;
     container.setIdentifier(QStringLiteral("{before}"));
-    container.setName(text(1, QStringLiteral("before")));
+    container.setName(Text(1, QStringLiteral("before")));
     container.setReadOnly(true);
     container.setType(400);
 
@@ -353,7 +348,7 @@ void tst_Containers::groupSegments_data()
     const QString path = QStringLiteral("Groupsegments/1/Info.ini");
 
     QTest::newRow("two-segments") << segment(QStringLiteral("1"), names) + segment(QStringLiteral("12"), "1=Achsen\r\n")
-                                  << QList<uint>{1, 12} << QList<Text>{regler, text(1, QStringLiteral("Achsen"))};
+                                  << QList<uint>{1, 12} << QList<Text>{regler, Text(1, QStringLiteral("Achsen"))};
     QTest::newRow("leading-zero") << segment(QStringLiteral("07"), names) << QList<uint>{7} << QList<Text>{regler};
     QTest::newRow("not-numbers") << segment(QStringLiteral("x1"), names) + segment(QStringLiteral("1x"), names)
                                             + segment(QStringLiteral("-1"), names) + segment(QStringLiteral(" 1"), names)
@@ -363,7 +358,7 @@ void tst_Containers::groupSegments_data()
     QTest::newRow("no-info-stream") << Streams{{QStringLiteral("Groupsegments/1/Names.ini"), SegmentType + "[Names]\r\n" + names}}
                                     << QList<uint>() << QList<Text>();
     QTest::newRow("utf8-names") << segment(QStringLiteral("3"), "1=Gr\xc3\xbcn\r\nx=y\r\n")
-                                << QList<uint>{3} << QList<Text>{text(1, QStringLiteral("Grün"))};
+                                << QList<uint>{3} << QList<Text>{Text(1, QStringLiteral("Grün"))};
     QTest::newRow("lower-case-storage") << Streams{{QStringLiteral("groupsegments/1/Info.ini"), SegmentType + "[Names]\r\n" + names}}
                                         << QList<uint>() << QList<Text>();
 }
@@ -391,9 +386,9 @@ void tst_Containers::groupNamesOutliveLoadAndClear()
     QVERIFY(loadFrom(container, info("[Info]\r\nIdentifier={first}\r\n") + segment(QStringLiteral("1"), "1=A1\r\n")
                                         + segment(QStringLiteral("2"), "1=A2\r\n")));
     QVERIFY(loadFrom(container, info("[Info]\r\n") + segment(QStringLiteral("2"), "1=B2\r\n") + segment(QStringLiteral("3"), "1=B3\r\n")));
-    const QHash<unsigned int, Text> expected{{1, text(1, QStringLiteral("A1"))},
-                                             {2, text(1, QStringLiteral("B2"))},
-                                             {3, text(1, QStringLiteral("B3"))}};
+    const QHash<unsigned int, Text> expected{{1, Text(1, QStringLiteral("A1"))},
+                                             {2, Text(1, QStringLiteral("B2"))},
+                                             {3, Text(1, QStringLiteral("B3"))}};
     QCOMPARE(container.groupNames(), expected);
     // The second file names no identifier: the first one's stays, through clear() as well.
     QCOMPARE(container.identifier(), QStringLiteral("{first}"));
@@ -421,7 +416,7 @@ void tst_Containers::fallbackIdentity()
     QCOMPARE(container.identifier(), QStringLiteral("fallback"));
     QVERIFY(container.readOnly());
     QVERIFY(container.library()->readOnly());
-    QCOMPARE(container.name(), text(1, QStringLiteral("Ersatz")));
+    QCOMPARE(container.name(), Text(1, QStringLiteral("Ersatz")));
     QCOMPARE(arguments(modified), QList<bool>{false});
 
     // The stored description says what the container answers, not what was set or loaded.
@@ -571,7 +566,7 @@ void tst_Containers::localAnswers()
     BlockLibrary *library = definition->localBlockLibrary();
     BlockLibraryContainer *local = library->container();
     local->setIdentifier(QStringLiteral("{other}"));
-    local->setName(text(1, QStringLiteral("named")));
+    local->setName(Text(1, QStringLiteral("named")));
 
     QCOMPARE(local->identifier(), QStringLiteral("local"));
     QVERIFY(local->name().isEmpty());

@@ -5,7 +5,8 @@
 #include <KvParameterDefinition/ParameterDefinitionSaver.h>
 #include <KvParameterDefinition/SimpleParameterDefinition.h>
 #include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
+
+#include "ScratchStorage.h"
 
 #include <QtCore/QPointer>
 #include <QtTest/QSignalSpy>
@@ -32,18 +33,6 @@ QString shortName(const ParameterDefinition *definition)
 {
     return definition ? definition->name().multilingualShortText().text(1) : QString();
 }
-
-// A scratch storage file with one version storage.
-struct Scratch
-{
-    Scratch()
-    {
-        file.create(QString());
-        root.reset(file.createRootView());
-    }
-    FileView file;
-    std::unique_ptr<FileStorageView> root;
-};
 
 } // namespace
 
@@ -153,9 +142,10 @@ void tst_Parameters::storageAsymmetry()
     definition->attachParameterFamilyDefinition(3, 7, family);
     definition->attachParameterFamilyDefinition(3, 8, parameter(QStringLiteral("Only")));
 
-    Scratch scratch;
-    definition->save(scratch.root.get());
-    FileStorageView *parameters = scratch.root->storage(QStringLiteral("Parameter"));
+    ScratchStorage scratch;
+    QVERIFY(scratch.isValid());
+    definition->save(scratch.root());
+    FileStorageView *parameters = scratch.root()->storage(QStringLiteral("Parameter"));
     QStringList numbers = parameters->storageNames();
     numbers.sort();
     QCOMPARE(numbers, (QStringList{QStringLiteral("7"), QStringLiteral("8")}));
@@ -171,7 +161,7 @@ void tst_Parameters::storageAsymmetry()
     const auto load = [&] {
         loadedBlock.reset(Block::createBlock(QStringLiteral("StandardBlock_200002")));
         BlockDefinition *loaded = loadedBlock->createDefinition(2);
-        return loaded->load(scratch.root.get()) ? loaded : nullptr;
+        return loaded->load(scratch.root()) ? loaded : nullptr;
     };
     BlockDefinition *loaded = load();
     QVERIFY(loaded);
@@ -274,12 +264,13 @@ void tst_Parameters::parameterLevels()
     QFETCH(QString, read);
     QFETCH(QString, write);
 
-    Scratch scratch;
-    scratch.root->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\n");
-    scratch.root->storage(QStringLiteral("ParameterLevel"))->writeStream(streamName, text);
+    ScratchStorage scratch;
+    QVERIFY(scratch.isValid());
+    scratch.root()->writeStream(QStringLiteral("Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n\r\n[Info]\r\n");
+    scratch.root()->storage(QStringLiteral("ParameterLevel"))->writeStream(streamName, text);
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition();
-    QVERIFY(definition->load(scratch.root.get()));
+    QVERIFY(definition->load(scratch.root()));
     BlockInstantiationData *data = definition->instantiationData();
     if (parameter.isEmpty()) {
         QVERIFY(data->targetParameter(General).isEmpty());
