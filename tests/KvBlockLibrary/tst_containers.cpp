@@ -34,34 +34,33 @@ public:
     bool isLocalContainer() const override { return false; }
 };
 
-// Answers identity questions on its own, as library files and special containers do.
-class OverridingContainer : public TestContainer
-{
-public:
-    QString identifier() override { return QStringLiteral("made-up"); }
-    Text name() override { return Text(1, QStringLiteral("made up")); }
-    bool readOnly() const override { return true; }
-};
-
 using Streams = QList<QPair<QString, QByteArray>>;
 
 // A container storage: the given streams plus an empty "Blocks" unless told otherwise.
 std::unique_ptr<ScratchStorage> storageWith(const Streams &streams, bool withBlocks = true)
 {
     auto storage = std::make_unique<ScratchStorage>();
-    if (!storage->isValid())
-        return storage;
-    Streams all = streams;
-    if (withBlocks)
-        all.append({QStringLiteral("Blocks/Content.txt"), QByteArray()});
-    StorageTreeText::write(storage->root(), all);
+    if (storage->isValid())
+        StorageTreeText::write(storage->root(), withBlocks ? streams + Streams{{QStringLiteral("Blocks/Content.txt"), {}}} : streams);
     return storage;
 }
 
-bool loadFrom(TestContainer &container, const Streams &streams, bool withBlocks = true)
+template<typename Container>
+bool loadFrom(Container &container, const Streams &streams, bool withBlocks = true)
 {
     std::unique_ptr<ScratchStorage> storage = storageWith(streams, withBlocks);
     return storage->isValid() && container.load(storage->root());
+}
+
+// What save() wrote into a fresh storage.
+template<typename Container>
+QStringList savedTree(Container &container, QByteArray *info = nullptr)
+{
+    ScratchStorage storage;
+    container.save(storage.root());
+    if (info)
+        *info = storage.root()->readStream(QStringLiteral("Info.ini"));
+    return StorageTreeText::lines(storage.root());
 }
 
 Streams info(const QByteArray &body)
@@ -69,9 +68,9 @@ Streams info(const QByteArray &body)
     return {{QStringLiteral("Info.ini"), LibraryType + body}};
 }
 
-Text text(int language, const QString &value)
+Streams segment(const QString &number, const QByteArray &names)
 {
-    return Text(language, value);
+    return {{QStringLiteral("Groupsegments/%1/Info.ini").arg(number), SegmentType + "[Names]\r\n" + names}};
 }
 
 Text text(const QList<QPair<int, QString>> &values)
@@ -113,8 +112,7 @@ class tst_Containers : public QObject
 private slots:
     void cleanup();
 
-    void newContainer();
-    void plainPropertiesEmitNothing();
+    void freshIdentifier();
     void setType_data();
     void setType();
     void modifiedTransitions_data();
@@ -122,24 +120,18 @@ private slots:
 
     void infoBytes_data();
     void infoBytes();
-    void infoAsksVirtualIdentity();
     void fixedContainerWritesNothing();
     void readDescription_data();
     void readDescription();
-    void latin1OutUtf8In();
     void groupSegments_data();
     void groupSegments();
     void groupNamesOutliveLoadAndClear();
-    void groupSegmentsNeverWritten();
 
-    void fallbackAnswers();
-    void fallbackInsertCopies();
-    void fallbackInsertKeepsFirstCopy();
+    void fallbackIdentity();
+    void fallbackInsertCopiesOnce();
     void fallbackInsertIgnores_data();
     void fallbackInsertIgnores();
     void fallbackClearDefersDeletion();
-    void fallbackClearKeepsBlockedState();
-    void fallbackStorageIdentity();
 
     void localAnswers_data();
     void localAnswers();
@@ -151,40 +143,14 @@ void tst_Containers::cleanup()
     System::instance()->setCurrentAccessLevel(7);
 }
 
-void tst_Containers::newContainer()
+void tst_Containers::freshIdentifier()
 {
     TestContainer container;
     TestContainer other;
-    QVERIFY(!container.modified());
-    QCOMPARE(container.type(), 255u);
-    QVERIFY(!container.readOnly());
-    QVERIFY(container.name().isEmpty());
-    QVERIFY(container.groupNames().isEmpty());
     QCOMPARE(container.identifier().size(), 38);
     QVERIFY(container.identifier().startsWith(QLatin1Char('{')));
     QVERIFY(!QUuid(container.identifier()).isNull());
     QVERIFY(container.identifier() != other.identifier());
-    QVERIFY(container.library());
-    QCOMPARE(container.library()->container(), &container);
-    QCOMPARE(container.library()->parent(), &container);
-    QVERIFY(container.library()->blockIdentifiers().isEmpty());
-    QVERIFY(container.prepareClose());
-}
-
-void tst_Containers::plainPropertiesEmitNothing()
-{
-    TestContainer container;
-    QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
-    container.setName(text(1, QStringLiteral("Antriebe")));
-    container.setIdentifier(QStringLiteral("{lib}"));
-    container.setReadOnly(true);
-    container.saveRequested();
-
-    QCOMPARE(container.name(), text(1, QStringLiteral("Antriebe")));
-    QCOMPARE(container.identifier(), QStringLiteral("{lib}"));
-    QVERIFY(container.readOnly());
-    QVERIFY(!container.modified());
-    QCOMPARE(modified.count(), 0);
 }
 
 void tst_Containers::setType_data()
@@ -193,10 +159,8 @@ void tst_Containers::setType_data()
     QTest::addColumn<uint>("expected");
 
     QTest::newRow("zero-ignored") << 0u << 255u;
-    QTest::newRow("100-ignored") << 100u << 255u;
     QTest::newRow("255-ignored") << 255u << 255u;
     QTest::newRow("256-taken") << 256u << 256u;
-    QTest::newRow("300-taken") << 300u << 300u;
     QTest::newRow("largest-taken") << 4294967295u << 4294967295u;
 }
 
@@ -230,60 +194,43 @@ void tst_Containers::modifiedTransitions_data()
         return true;
     };
     const Step makeFixed = [](TestContainer &c) { return loadFrom(c, info("[Info]\r\nType=3\r\n")); };
-    const Step save = [](TestContainer &c) {
-        std::unique_ptr<ScratchStorage> storage = storageWith({}, false);
-        c.save(storage->root());
-        return true;
+    const Step save = [](TestContainer &c) { return savedTree(c), true; };
+    const Step setModifiedTwice = [](TestContainer &c) { return c.setModified(), c.setModified(), true; };
+    const Step clear = [](TestContainer &c) { return c.clear(), true; };
+    const Step plainProperties = [](TestContainer &c) {
+        c.setName(Text(1, QStringLiteral("Antriebe")));
+        c.setIdentifier(QStringLiteral("{lib}"));
+        c.setReadOnly(true);
+        c.saveRequested();
+        return c.name() == Text(1, QStringLiteral("Antriebe")) && c.identifier() == QStringLiteral("{lib}") && c.readOnly();
     };
-    const Streams twoBlocks{{QStringLiteral("Info.ini"), LibraryType + "[Info]\r\n"},
-                            {QStringLiteral("Blocks/SystemBlock_1/Info.ini"), ";type=\"block\" version=\"0\"\r\n"},
-                            {QStringLiteral("Blocks/SystemBlock_2/Info.ini"), ";type=\"block\" version=\"0\"\r\n"}};
+    const Step newVersion = [](TestContainer &c) { return c.library()->block(QStringLiteral("SystemBlock_1"))->createDefinition(); };
+    const Step groupPath = [](TestContainer &c) {
+        return c.library()->block(QStringLiteral("SystemBlock_1"))->setGroupPath(QStringLiteral("G")), true;
+    };
+    const QByteArray block(";type=\"block\" version=\"0\"\r\n");
+    const Streams twoBlocks = info("[Info]\r\n") + Streams{{QStringLiteral("Blocks/SystemBlock_1/Info.ini"), block},
+                                                            {QStringLiteral("Blocks/SystemBlock_2/Info.ini"), block}};
+    const auto load = [](const Streams &streams, bool withBlocks = true) {
+        return Step([=](TestContainer &c) { return loadFrom(c, streams, withBlocks); });
+    };
 
-    QTest::newRow("nothing") << nothing << nothing << true << QList<bool>() << false;
+    QTest::newRow("plain-properties-silent") << nothing << plainProperties << true << QList<bool>() << false;
     QTest::newRow("insert-block") << nothing << insert << true << QList<bool>{true} << true;
-    QTest::newRow("block-changed-inside") << insert << Step([](TestContainer &c) {
-        c.library()->block(QStringLiteral("SystemBlock_1"))->createDefinition();
-        return true;
-    }) << true << QList<bool>{true} << true;
-    QTest::newRow("group-path-set") << insert << Step([](TestContainer &c) {
-        c.library()->block(QStringLiteral("SystemBlock_1"))->setGroupPath(QStringLiteral("G"));
-        return true;
-    }) << true << QList<bool>() << true;
-    QTest::newRow("set-modified-twice") << nothing << Step([](TestContainer &c) {
-        c.setModified();
-        c.setModified();
-        return true;
-    }) << true << QList<bool>{true, true} << true;
-    QTest::newRow("clear-empty") << nothing << Step([](TestContainer &c) {
-        c.clear();
-        return true;
-    }) << true << QList<bool>() << true;
-    QTest::newRow("clear-with-blocks") << insert << Step([](TestContainer &c) {
-        c.clear();
-        return true;
-    }) << true << QList<bool>{true} << true;
+    QTest::newRow("block-changed-inside") << insert << newVersion << true << QList<bool>{true} << true;
+    QTest::newRow("group-path-set") << insert << groupPath << true << QList<bool>() << true;
+    QTest::newRow("set-modified-twice") << nothing << setModifiedTwice << true << QList<bool>{true, true} << true;
+    QTest::newRow("clear-empty") << nothing << clear << true << QList<bool>() << true;
+    QTest::newRow("clear-with-blocks") << insert << clear << true << QList<bool>{true} << true;
     QTest::newRow("save-editable") << insert << save << true << QList<bool>{false} << false;
     QTest::newRow("save-fixed") << makeFixed << save << true << QList<bool>() << false;
-    QTest::newRow("fixed-set-modified") << makeFixed << Step([](TestContainer &c) {
-        c.setModified();
-        return true;
-    }) << true << QList<bool>() << false;
+    QTest::newRow("fixed-set-modified") << makeFixed << setModifiedTwice << true << QList<bool>() << false;
     QTest::newRow("fixed-insert") << makeFixed << insert << true << QList<bool>() << false;
-    QTest::newRow("load-empty-library") << nothing << Step([](TestContainer &c) {
-        return loadFrom(c, info("[Info]\r\n"));
-    }) << true << QList<bool>{false} << false;
-    QTest::newRow("load-two-blocks") << nothing << Step([twoBlocks](TestContainer &c) {
-        return loadFrom(c, twoBlocks, false);
-    }) << true << QList<bool>{true, true, false} << false;
-    QTest::newRow("load-without-info") << nothing << Step([](TestContainer &c) {
-        return loadFrom(c, {});
-    }) << false << QList<bool>() << true;
-    QTest::newRow("load-wrong-kind") << nothing << Step([](TestContainer &c) {
-        return loadFrom(c, {{QStringLiteral("Info.ini"), ";type=\"block\" version=\"0\"\r\n"}});
-    }) << false << QList<bool>() << true;
-    QTest::newRow("load-without-blocks") << nothing << Step([](TestContainer &c) {
-        return loadFrom(c, info("[Info]\r\n"), false);
-    }) << false << QList<bool>{false} << false;
+    QTest::newRow("load-empty-library") << nothing << load(info("[Info]\r\n")) << true << QList<bool>{false} << false;
+    QTest::newRow("load-two-blocks") << nothing << load(twoBlocks, false) << true << QList<bool>{true, true, false} << false;
+    QTest::newRow("load-without-info") << nothing << load({}) << false << QList<bool>() << true;
+    QTest::newRow("load-wrong-kind") << nothing << load({{QStringLiteral("Info.ini"), block}}) << false << QList<bool>() << true;
+    QTest::newRow("load-without-blocks") << nothing << load(info("[Info]\r\n"), false) << false << QList<bool>{false} << false;
     QTest::newRow("load-fixed-file") << nothing << makeFixed << true << QList<bool>{false} << false;
 }
 
@@ -310,14 +257,13 @@ void tst_Containers::infoBytes_data()
 
     const QByteArray head = LibraryType + "[Info]\r\nIdentifier={lib}\r\n";
     QTest::newRow("defaults") << false << 0u << Text() << head + "ReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n";
-    QTest::newRow("read-only-type-300") << true << 300u << text(1, QStringLiteral("Antriebe"))
+    QTest::newRow("read-only-type-300") << true << 300u << Text(1, QStringLiteral("Antriebe"))
                                         << head + "ReadOnly=1\r\nType=300\r\n\r\n[Names]\r\n1=Antriebe\r\n";
-    QTest::newRow("languages-ascending") << false << 256u
-                                         << text({{7, QStringLiteral("sieben")}, {2, QStringLiteral("zwei")}})
+    QTest::newRow("languages-ascending") << false << 256u << text({{7, QStringLiteral("sieben")}, {2, QStringLiteral("zwei")}})
                                          << head + "ReadOnly=0\r\nType=256\r\n\r\n[Names]\r\n2=zwei\r\n7=sieben\r\n";
-    QTest::newRow("umlaut-one-latin1-byte") << false << 0u << text(1, QStringLiteral("Grün"))
+    QTest::newRow("umlaut-one-latin1-byte") << false << 0u << Text(1, QStringLiteral("Grün"))
                                             << head + "ReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n1=Gr\xfcn\r\n";
-    QTest::newRow("beyond-latin1") << false << 0u << text(1, QStringLiteral("5 €"))
+    QTest::newRow("beyond-latin1") << false << 0u << Text(1, QStringLiteral("5 €"))
                                    << head + "ReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n1=5 ?\r\n";
 }
 
@@ -332,26 +278,10 @@ void tst_Containers::infoBytes()
     container.setReadOnly(readOnly);
     container.setType(type);
     container.setName(name);
-    ScratchStorage storage;
-    QVERIFY(storage.isValid());
-    container.save(storage.root());
-
-    QTEST(storage.root()->readStream(QStringLiteral("Info.ini")), "expected");
-    QCOMPARE(storage.root()->storageNames(), QStringList{QStringLiteral("Blocks")});
-}
-
-void tst_Containers::infoAsksVirtualIdentity()
-{
-    OverridingContainer container;
-    container.setIdentifier(QStringLiteral("{stored}"));
-    container.setName(text(1, QStringLiteral("stored")));
-    ScratchStorage storage;
-    QVERIFY(storage.isValid());
-    container.save(storage.root());
-
-    // Identifier and read-only state as the subclass answers them; the name as stored.
-    QCOMPARE(storage.root()->readStream(QStringLiteral("Info.ini")),
-             LibraryType + "[Info]\r\nIdentifier=made-up\r\nReadOnly=1\r\nType=255\r\n\r\n[Names]\r\n1=stored\r\n");
+    QByteArray written;
+    const QStringList tree = savedTree(container, &written);
+    QTEST(written, "expected");
+    QCOMPARE(tree.filter(QStringLiteral("storage ")), QStringList{QStringLiteral("storage Blocks")});
 }
 
 void tst_Containers::fixedContainerWritesNothing()
@@ -359,10 +289,7 @@ void tst_Containers::fixedContainerWritesNothing()
     TestContainer container;
     QVERIFY(loadFrom(container, info("[Info]\r\nType=254\r\n")));
     container.library()->insertBlock(Block::createBlock(QStringLiteral("SystemBlock_1")));
-    ScratchStorage storage;
-    QVERIFY(storage.isValid());
-    container.save(storage.root());
-    QCOMPARE(StorageTreeText::lines(storage.root()), QStringList());
+    QCOMPARE(savedTree(container), QStringList());
 }
 
 void tst_Containers::readDescription_data()
@@ -380,20 +307,17 @@ void tst_Containers::readDescription_data()
                           << text({{1, QStringLiteral("Antriebe")}, {2, QStringLiteral("Drives")}});
     QTest::newRow("read-only-2") << LibraryType + "[Info]\r\nReadOnly=2\r\n" << true << kept << false << 255u << Text();
     QTest::newRow("read-only-not-a-number") << LibraryType + "[Info]\r\nReadOnly=yes\r\n" << true << kept << false << 255u << Text();
-    QTest::newRow("read-only-0") << LibraryType + "[Info]\r\nReadOnly=0\r\n" << true << kept << false << 255u << Text();
     QTest::newRow("type-3-fixed") << LibraryType + "[Info]\r\nType=3\r\n" << true << kept << false << 3u << Text();
     QTest::newRow("type-not-a-number") << LibraryType + "[Info]\r\nType=x\r\n" << true << kept << false << 0u << Text();
     QTest::newRow("type-absent") << LibraryType + "[Info]\r\nIdentifier=L\r\n" << true << "L" << false << 255u << Text();
-    QTest::newRow("no-info-section") << LibraryType + "[Names]\r\n1=A\r\n" << true << kept << false << 255u << text(1, QStringLiteral("A"));
+    QTest::newRow("no-info-section") << LibraryType + "[Names]\r\n1=A\r\n" << true << kept << false << 255u << Text(1, QStringLiteral("A"));
     QTest::newRow("names-skip-non-numbers") << LibraryType + "[Names]\r\n1=A\r\nx=B\r\n07=C\r\n" << true << kept << false << 255u
                                             << text({{1, QStringLiteral("A")}, {7, QStringLiteral("C")}});
+    // Written as Latin-1, read as UTF-8: a name saved with an umlaut does not come back.
     QTest::newRow("utf8-values") << LibraryType + "[Info]\r\nIdentifier=Bibliothek-\xc3\xa4\r\n[Names]\r\n1=Gr\xc3\xbcn\r\n"
-                                 << true << QStringLiteral("Bibliothek-ä") << false << 255u << text(1, QStringLiteral("Grün"));
+                                 << true << QStringLiteral("Bibliothek-ä") << false << 255u << Text(1, QStringLiteral("Grün"));
     QTest::newRow("wrong-kind") << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nIdentifier=x\r\n")
                                 << false << kept << false << 255u << Text();
-    QTest::newRow("version-1") << QByteArray(";type=\"blocklibrary\" version=\"1\"\r\n\r\n[Info]\r\nIdentifier=x\r\n")
-                               << false << kept << false << 255u << Text();
-    QTest::newRow("no-type-line") << QByteArray("[Info]\r\nIdentifier=x\r\n") << false << kept << false << 255u << Text();
 }
 
 void tst_Containers::readDescription()
@@ -402,7 +326,7 @@ void tst_Containers::readDescription()
 
     TestContainer container;
     container.setIdentifier(QStringLiteral("{before}"));
-    container.setName(text(1, QStringLiteral("before")));
+    container.setName(Text(1, QStringLiteral("before")));
     container.setReadOnly(true);
     container.setType(400);
 
@@ -413,52 +337,29 @@ void tst_Containers::readDescription()
     QTEST(container.name(), "name");
 }
 
-void tst_Containers::latin1OutUtf8In()
-{
-    TestContainer source;
-    source.setName(text({{1, QStringLiteral("Grün")}, {2, QStringLiteral("Green")}}));
-    source.setIdentifier(QStringLiteral("Bibliothek-ä"));
-    ScratchStorage storage;
-    QVERIFY(storage.isValid());
-    source.save(storage.root());
-
-    TestContainer target;
-    QVERIFY(target.load(storage.root()));
-    // The Latin-1 byte is no UTF-8 sequence: the umlaut does not come back.
-    QCOMPARE(target.name().text(1), QString::fromUtf8("Gr\xfcn"));
-    QVERIFY(target.name().text(1) != QStringLiteral("Grün"));
-    QCOMPARE(target.name().text(2), QStringLiteral("Green"));
-    QCOMPARE(target.identifier(), QString::fromUtf8("Bibliothek-\xe4"));
-}
-
 void tst_Containers::groupSegments_data()
 {
     QTest::addColumn<Streams>("segments");
     QTest::addColumn<QList<uint>>("numbers");
     QTest::addColumn<QList<Text>>("names");
 
-    const QByteArray names = SegmentType + "[Names]\r\n1=Regler\r\n2=Controllers\r\n";
+    const QByteArray names = "1=Regler\r\n2=Controllers\r\n";
     const Text regler = text({{1, QStringLiteral("Regler")}, {2, QStringLiteral("Controllers")}});
-    auto at = [](const QString &segment) { return QStringLiteral("Groupsegments/%1/Info.ini").arg(segment); };
+    const QString path = QStringLiteral("Groupsegments/1/Info.ini");
 
-    QTest::newRow("two-segments") << Streams{{at(QStringLiteral("1")), names},
-                                             {at(QStringLiteral("12")), SegmentType + "[Names]\r\n1=Achsen\r\n"}}
-                                  << QList<uint>{1, 12} << QList<Text>{regler, text(1, QStringLiteral("Achsen"))};
-    QTest::newRow("leading-zero") << Streams{{at(QStringLiteral("07")), names}} << QList<uint>{7} << QList<Text>{regler};
-    QTest::newRow("not-numbers") << Streams{{at(QStringLiteral("x1")), names}, {at(QStringLiteral("1x")), names},
-                                            {at(QStringLiteral("-1")), names}, {at(QStringLiteral(" 1")), names}}
+    QTest::newRow("two-segments") << segment(QStringLiteral("1"), names) + segment(QStringLiteral("12"), "1=Achsen\r\n")
+                                  << QList<uint>{1, 12} << QList<Text>{regler, Text(1, QStringLiteral("Achsen"))};
+    QTest::newRow("leading-zero") << segment(QStringLiteral("07"), names) << QList<uint>{7} << QList<Text>{regler};
+    QTest::newRow("not-numbers") << segment(QStringLiteral("x1"), names) + segment(QStringLiteral("1x"), names)
+                                            + segment(QStringLiteral("-1"), names) + segment(QStringLiteral(" 1"), names)
                                  << QList<uint>() << QList<Text>();
-    QTest::newRow("library-kind") << Streams{{at(QStringLiteral("1")), LibraryType + "[Names]\r\n1=A\r\n"}}
-                                  << QList<uint>() << QList<Text>();
-    QTest::newRow("version-1") << Streams{{at(QStringLiteral("1")), ";type=\"groupsegment\" version=\"1\"\r\n\r\n[Names]\r\n1=A\r\n"}}
-                               << QList<uint>() << QList<Text>();
-    QTest::newRow("no-names-section") << Streams{{at(QStringLiteral("1")), SegmentType + "[Info]\r\n1=A\r\n"}}
-                                      << QList<uint>() << QList<Text>();
-    QTest::newRow("no-info-stream") << Streams{{QStringLiteral("Groupsegments/1/Names.ini"), names}}
+    QTest::newRow("library-kind") << Streams{{path, LibraryType + "[Names]\r\n1=A\r\n"}} << QList<uint>() << QList<Text>();
+    QTest::newRow("no-names-section") << Streams{{path, SegmentType + "[Info]\r\n1=A\r\n"}} << QList<uint>() << QList<Text>();
+    QTest::newRow("no-info-stream") << Streams{{QStringLiteral("Groupsegments/1/Names.ini"), SegmentType + "[Names]\r\n" + names}}
                                     << QList<uint>() << QList<Text>();
-    QTest::newRow("utf8-names") << Streams{{at(QStringLiteral("3")), SegmentType + "[Names]\r\n1=Gr\xc3\xbcn\r\nx=y\r\n"}}
-                                << QList<uint>{3} << QList<Text>{text(1, QStringLiteral("Grün"))};
-    QTest::newRow("lower-case-storage") << Streams{{QStringLiteral("groupsegments/1/Info.ini"), names}}
+    QTest::newRow("utf8-names") << segment(QStringLiteral("3"), "1=Gr\xc3\xbcn\r\nx=y\r\n")
+                                << QList<uint>{3} << QList<Text>{Text(1, QStringLiteral("Grün"))};
+    QTest::newRow("lower-case-storage") << Streams{{QStringLiteral("groupsegments/1/Info.ini"), SegmentType + "[Names]\r\n" + names}}
                                         << QList<uint>() << QList<Text>();
 }
 
@@ -482,15 +383,12 @@ void tst_Containers::groupSegments()
 void tst_Containers::groupNamesOutliveLoadAndClear()
 {
     TestContainer container;
-    QVERIFY(loadFrom(container, info("[Info]\r\nIdentifier={first}\r\n")
-                                    + Streams{{QStringLiteral("Groupsegments/1/Info.ini"), SegmentType + "[Names]\r\n1=A1\r\n"},
-                                              {QStringLiteral("Groupsegments/2/Info.ini"), SegmentType + "[Names]\r\n1=A2\r\n"}}));
-    QVERIFY(loadFrom(container, info("[Info]\r\n")
-                                    + Streams{{QStringLiteral("Groupsegments/2/Info.ini"), SegmentType + "[Names]\r\n1=B2\r\n"},
-                                              {QStringLiteral("Groupsegments/3/Info.ini"), SegmentType + "[Names]\r\n1=B3\r\n"}}));
-    const QHash<unsigned int, Text> expected{{1, text(1, QStringLiteral("A1"))},
-                                             {2, text(1, QStringLiteral("B2"))},
-                                             {3, text(1, QStringLiteral("B3"))}};
+    QVERIFY(loadFrom(container, info("[Info]\r\nIdentifier={first}\r\n") + segment(QStringLiteral("1"), "1=A1\r\n")
+                                        + segment(QStringLiteral("2"), "1=A2\r\n")));
+    QVERIFY(loadFrom(container, info("[Info]\r\n") + segment(QStringLiteral("2"), "1=B2\r\n") + segment(QStringLiteral("3"), "1=B3\r\n")));
+    const QHash<unsigned int, Text> expected{{1, Text(1, QStringLiteral("A1"))},
+                                             {2, Text(1, QStringLiteral("B2"))},
+                                             {3, Text(1, QStringLiteral("B3"))}};
     QCOMPARE(container.groupNames(), expected);
     // The second file names no identifier: the first one's stays, through clear() as well.
     QCOMPARE(container.identifier(), QStringLiteral("{first}"));
@@ -498,35 +396,37 @@ void tst_Containers::groupNamesOutliveLoadAndClear()
     container.clear();
     QCOMPARE(container.groupNames(), expected);
     QCOMPARE(container.identifier(), QStringLiteral("{first}"));
+    // Group segments are read, never written.
+    const QStringList tree = savedTree(container);
+    QCOMPARE(tree.filter(QStringLiteral("storage ")), QStringList{QStringLiteral("storage Blocks")});
+    QCOMPARE(tree.filter(QStringLiteral("Groupsegments")), QStringList());
 }
 
-void tst_Containers::groupSegmentsNeverWritten()
-{
-    TestContainer container;
-    QVERIFY(loadFrom(container, info("[Info]\r\n")
-                                    + Streams{{QStringLiteral("Groupsegments/1/Info.ini"), SegmentType + "[Names]\r\n1=A\r\n"}}));
-    QCOMPARE(container.groupNames().size(), 1);
-    ScratchStorage storage;
-    QVERIFY(storage.isValid());
-    container.save(storage.root());
-    QCOMPARE(storage.root()->storageNames(), QStringList{QStringLiteral("Blocks")});
-    QCOMPARE(storage.root()->streamNames(), QStringList{QStringLiteral("Info.ini")});
-}
-
-void tst_Containers::fallbackAnswers()
+void tst_Containers::fallbackIdentity()
 {
     FallbackBlockContainer container;
-    container.setIdentifier(QStringLiteral("{other}"));
+    QVERIFY(!container.isLocalContainer());
+    std::unique_ptr<ScratchStorage> stored =
+        storageWith(info("[Info]\r\nIdentifier={other}\r\nReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n1=Ersatz\r\n"));
+    QVERIFY(stored->isValid());
+    QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
+    QVERIFY(container.load(stored->root()));
+    container.setIdentifier(QStringLiteral("{set}"));
     container.setReadOnly(false);
     QCOMPARE(container.identifier(), QStringLiteral("fallback"));
     QVERIFY(container.readOnly());
     QVERIFY(container.library()->readOnly());
-    QVERIFY(!container.isLocalContainer());
-    QCOMPARE(container.type(), 255u);
-    QVERIFY(container.prepareClose());
+    QCOMPARE(container.name(), Text(1, QStringLiteral("Ersatz")));
+    QCOMPARE(arguments(modified), QList<bool>{false});
+
+    // The stored description says what the container answers, not what was set or loaded.
+    QByteArray written;
+    savedTree(container, &written);
+    QCOMPARE(written, LibraryType + "[Info]\r\nIdentifier=fallback\r\nReadOnly=1\r\nType=255\r\n\r\n[Names]\r\n1=Ersatz\r\n");
+    QCOMPARE(arguments(modified), (QList<bool>{false, false}));
 }
 
-void tst_Containers::fallbackInsertCopies()
+void tst_Containers::fallbackInsertCopiesOnce()
 {
     FallbackBlockContainer container;
     TestContainer home;
@@ -535,40 +435,25 @@ void tst_Containers::fallbackInsertCopies()
     QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
 
     container.insert(original);
-
     QCOMPARE(arguments(modified), QList<bool>{true});
-    QVERIFY(container.modified());
     Block *copy = container.library()->block(UserA);
-    QVERIFY(copy);
-    QVERIFY(copy != original);
+    QVERIFY(copy && copy != original);
     QVERIFY(copy->isFallbackBlock());
     QCOMPARE(copy->ownerLibrary(), container.library());
     QCOMPARE(copy->shortName(), QStringLiteral("a"));
-    QCOMPARE(copy->name().text(1), QStringLiteral("a name"));
-    QCOMPARE(copy->versions(), QList<unsigned int>{0});
     QCOMPARE(copy->blockDefinition(0)->descriptionText(), QByteArray("a"));
     // The original stays where it was, untouched.
-    QCOMPARE(original->ownerLibrary(), home.library());
     QCOMPARE(original->parent(), home.library());
     QVERIFY(!original->isFallbackBlock());
     QCOMPARE(home.library()->block(UserA), original);
-}
 
-void tst_Containers::fallbackInsertKeepsFirstCopy()
-{
-    FallbackBlockContainer container;
-    std::unique_ptr<Block> original(userBlock(UserA, QStringLiteral("first")));
-    container.insert(original.get());
-    Block *copy = container.library()->block(UserA);
-    QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
-
+    // A second insertion of that identifier keeps the first copy and changes nothing.
     original->setShortName(QStringLiteral("second"));
-    container.insert(original.get());
-
+    container.insert(original);
     QCOMPARE(container.library()->blockIdentifiers(), QList<QString>{UserA});
     QCOMPARE(container.library()->block(UserA), copy);
-    QCOMPARE(copy->shortName(), QStringLiteral("first"));
-    QCOMPARE(modified.count(), 0);
+    QCOMPARE(copy->shortName(), QStringLiteral("a"));
+    QCOMPARE(modified.count(), 1);
 }
 
 void tst_Containers::fallbackInsertIgnores_data()
@@ -579,8 +464,6 @@ void tst_Containers::fallbackInsertIgnores_data()
     QTest::newRow("null") << QString() << false;
     QTest::newRow("system-block") << "SystemBlock_1" << false;
     QTest::newRow("standard-block") << "StandardBlock_250000" << false;
-    QTest::newRow("template-block") << "TemplateBlock_1" << false;
-    QTest::newRow("root-block") << "RootBlock" << false;
     QTest::newRow("local-block") << UserA << true;
 }
 
@@ -592,14 +475,11 @@ void tst_Containers::fallbackInsertIgnores()
     std::unique_ptr<Block> owner(Block::createUserBlock());
     BlockDefinition *definition = owner->createDefinition();
     std::unique_ptr<Block> alone;
-    Block *block = nullptr;
-    if (!identifier.isEmpty()) {
-        block = userBlock(identifier, QStringLiteral("x"));
-        if (local)
-            definition->localBlockLibrary()->insertBlock(block);
-        else
-            alone.reset(block);
-    }
+    Block *block = identifier.isEmpty() ? nullptr : userBlock(identifier, QStringLiteral("x"));
+    if (local)
+        definition->localBlockLibrary()->insertBlock(block);
+    else
+        alone.reset(block);
 
     FallbackBlockContainer container;
     QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
@@ -638,47 +518,17 @@ void tst_Containers::fallbackClearDefersDeletion()
     QVERIFY(!usedCopy.isNull());
     QVERIFY(!container.library()->signalsBlocked());
 
-    // Once its last instance goes, the next cleaning takes it too.
+    // Once its last instance goes, the next cleaning takes it too, and a library whose
+    // signals were blocked before stays blocked.
     usedCopy->blockDefinition(0)->unregisterInstance(&instance);
+    container.library()->blockSignals(true);
     container.clear();
+    QVERIFY(container.library()->signalsBlocked());
+    container.library()->blockSignals(false);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QVERIFY(usedCopy.isNull());
     QVERIFY(container.library()->blockIdentifiers().isEmpty());
     QCOMPARE(modified.count(), 0);
-}
-
-void tst_Containers::fallbackClearKeepsBlockedState()
-{
-    FallbackBlockContainer container;
-    std::unique_ptr<Block> original(userBlock(UserA, QStringLiteral("a")));
-    container.insert(original.get());
-    container.library()->blockSignals(true);
-    container.clear();
-    QVERIFY(container.library()->signalsBlocked());
-    QVERIFY(container.library()->blockIdentifiers().isEmpty());
-    container.library()->blockSignals(false);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-void tst_Containers::fallbackStorageIdentity()
-{
-    std::unique_ptr<ScratchStorage> stored =
-        storageWith(info("[Info]\r\nIdentifier={other}\r\nReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n1=Ersatz\r\n"));
-    QVERIFY(stored->isValid());
-    FallbackBlockContainer container;
-    QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
-    QVERIFY(container.load(stored->root()));
-    QCOMPARE(container.identifier(), QStringLiteral("fallback"));
-    QVERIFY(container.readOnly());
-    QCOMPARE(container.name(), text(1, QStringLiteral("Ersatz")));
-    QCOMPARE(arguments(modified), QList<bool>{false});
-
-    ScratchStorage storage;
-    QVERIFY(storage.isValid());
-    container.save(storage.root());
-    QCOMPARE(storage.root()->readStream(QStringLiteral("Info.ini")),
-             LibraryType + "[Info]\r\nIdentifier=fallback\r\nReadOnly=1\r\nType=255\r\n\r\n[Names]\r\n1=Ersatz\r\n");
-    QCOMPARE(arguments(modified), (QList<bool>{false, false}));
 }
 
 void tst_Containers::localAnswers_data()
@@ -716,7 +566,7 @@ void tst_Containers::localAnswers()
     BlockLibrary *library = definition->localBlockLibrary();
     BlockLibraryContainer *local = library->container();
     local->setIdentifier(QStringLiteral("{other}"));
-    local->setName(text(1, QStringLiteral("named")));
+    local->setName(Text(1, QStringLiteral("named")));
 
     QCOMPARE(local->identifier(), QStringLiteral("local"));
     QVERIFY(local->name().isEmpty());
@@ -725,11 +575,10 @@ void tst_Containers::localAnswers()
     QTEST(local->readOnly(), "readOnly");
     QTEST(library->readOnly(), "readOnly");
 
-    // An editable container: a local block inserted marks it modified.
+    // Whether editable or not, a local block inserted marks it modified.
     QSignalSpy modified(local, &BlockLibraryContainer::modifiedChanged);
     library->insertBlock(Block::createUserBlock());
     QCOMPARE(arguments(modified), QList<bool>{true});
-    QVERIFY(local->modified());
 }
 
 void tst_Containers::localWithoutDefinitionIsReadOnly()
@@ -738,7 +587,6 @@ void tst_Containers::localWithoutDefinitionIsReadOnly()
     QVERIFY(container.readOnly());
     QVERIFY(container.library()->readOnly());
     QCOMPARE(container.identifier(), QStringLiteral("local"));
-    QVERIFY(container.isLocalContainer());
 }
 
 QTEST_MAIN(tst_Containers)
