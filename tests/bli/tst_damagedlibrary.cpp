@@ -25,25 +25,8 @@ constexpr int HangMilliseconds = 5000;
 
 enum class Kind { BitFlips, Truncation, ZeroedPage, SwappedPages, RandomBytes, HeaderFlips };
 constexpr int KindCount = 6;
-
-const char *kindName(Kind kind)
-{
-    switch (kind) {
-    case Kind::BitFlips:
-        return "bit flips";
-    case Kind::Truncation:
-        return "truncation";
-    case Kind::ZeroedPage:
-        return "zeroed page";
-    case Kind::SwappedPages:
-        return "swapped pages";
-    case Kind::RandomBytes:
-        return "random bytes";
-    case Kind::HeaderFlips:
-        return "header bit flips";
-    }
-    return "?";
-}
+const char *const KindNames[KindCount] = { "bit flips", "truncation", "zeroed page", "swapped pages", "random bytes",
+                                           "header bit flips" };
 
 // The database page size from the file header (offset 16, big-endian; 1 stands for 65536).
 int pageSize(const QByteArray &file)
@@ -63,19 +46,14 @@ QByteArray mutate(QByteArray file, Kind kind, std::mt19937 &random)
     const int page = pageSize(file);
     const qsizetype pages = std::max<qsizetype>(size / page, 1);
     switch (kind) {
-    case Kind::BitFlips: {
-        const int flips = 1 + int(below(16));
-        for (int i = 0; i < flips; ++i)
+    case Kind::BitFlips:
+        for (int flips = 1 + int(below(16)); flips > 0; --flips)
             file[below(size)] ^= char(1 << below(8));
         break;
-    }
-    case Kind::HeaderFlips: {
-        // The header and the schema live in the first page: the most sensitive bytes.
-        const int flips = 1 + int(below(4));
-        for (int i = 0; i < flips; ++i)
+    case Kind::HeaderFlips: // the header and the schema live in the first page: the most sensitive bytes
+        for (int flips = 1 + int(below(4)); flips > 0; --flips)
             file[below(std::min<qsizetype>(page, size))] ^= char(1 << below(8));
         break;
-    }
     case Kind::Truncation:
         file.truncate(below(size));
         break;
@@ -226,7 +204,7 @@ void tst_DamagedLibrary::mutationsLoadOrAreRefused()
     int problems = 0;
     QStringList failures;
     for (int i = 0; i < MutationCount; ++i) {
-        const QString what = QStringLiteral("m%1 (%2)").arg(i).arg(QLatin1String(kindName(kinds.at(i))));
+        const QString what = QStringLiteral("m%1 (%2)").arg(i).arg(QLatin1String(KindNames[int(kinds.at(i))]));
         const Outcome &crc = outcomes.at(2 * i);
         const Outcome &check = outcomes.at(2 * i + 1);
         for (const Outcome *outcome : { &crc, &check }) {
