@@ -2,15 +2,10 @@
 
 #include "StorageTreeText.h"
 
-#include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
-
 #include <QtCore/QFile>
 #include <QtCore/QRandomGenerator>
 
 #include <sqlite3.h>
-
-#include <memory>
 
 namespace StorageTestSupport {
 
@@ -24,7 +19,28 @@ QByteArray content(QRandomGenerator &random, int minimum, int maximum)
     return data;
 }
 
+template<typename Fill>
+QString create(const QString &path, Fill fill)
+{
+    FileView view;
+    view.create(path);
+    if (!view.isOpen())
+        return view.errorString();
+    {
+        RootView root(view.createRootView());
+        fill(root.get());
+    }
+    view.close();
+    return view.errorString();
+}
+
 } // namespace
+
+Scratch::Scratch()
+{
+    file.create(QString());
+    root.reset(file.createRootView());
+}
 
 void writeLibraryTree(FileStorageView *root, quint32 seed, int blocks)
 {
@@ -48,40 +64,51 @@ void writeLibraryTree(FileStorageView *root, quint32 seed, int blocks)
 
 QStringList libraryTreeLines(quint32 seed, int blocks)
 {
-    FileView scratch;
-    scratch.create(QString());
-    std::unique_ptr<FileStorageView> root(scratch.createRootView());
-    writeLibraryTree(root.get(), seed, blocks);
-    return StorageTreeText::lines(root.get());
+    Scratch scratch;
+    writeLibraryTree(scratch.root.get(), seed, blocks);
+    return StorageTreeText::lines(scratch.root.get());
+}
+
+QString createFile(const QString &path, const Streams &streams)
+{
+    return create(path, [&](FileStorageView *root) { StorageTreeText::write(root, streams); });
+}
+
+QString createFile(const QString &path, quint32 seed, int blocks)
+{
+    return create(path, [&](FileStorageView *root) { writeLibraryTree(root, seed, blocks); });
+}
+
+QStringList treeOf(const QString &path)
+{
+    FileView view;
+    view.open(path);
+    if (!view.isOpen())
+        return { QStringLiteral("cannot open: ") + view.errorString() };
+    RootView root(view.createRootView());
+    const QStringList lines = StorageTreeText::lines(root.get());
+    root.reset();
+    view.close();
+    if (view.hasError())
+        return { QStringLiteral("cannot close: ") + view.errorString() };
+    return lines;
 }
 
 QString integrityCheck(const QString &path)
 {
-    sqlite3 *db = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
-        const QString error = QString::fromUtf8(sqlite3_errmsg(db));
-        sqlite3_close(db);
-        return error;
-    }
-    QStringList answers;
-    sqlite3_stmt *statement = nullptr;
-    if (sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr) == SQLITE_OK) {
-        while (sqlite3_step(statement) == SQLITE_ROW)
-            answers << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
-    } else {
-        answers << QString::fromUtf8(sqlite3_errmsg(db));
-    }
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    return answers.join(QLatin1Char('\n'));
+    return query(path, "PRAGMA integrity_check").join(QLatin1Char('\n'));
 }
 
 QByteArray fileContents(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return QByteArray();
-    return file.readAll();
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
 }
 
 QString execSql(const QString &path, const QString &sql)
@@ -101,22 +128,35 @@ QString execSql(const QString &path, const QString &sql)
     return error;
 }
 
-bool breakIndex(const QString &path, const char *index)
+QStringList query(const QString &path, const QByteArray &sql)
 {
     sqlite3 *db = nullptr;
-    qint64 page = 0;
-    qint64 pageSize = 0;
-    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK) {
-        sqlite3_stmt *statement = nullptr;
-        const QByteArray sql = QByteArray("SELECT rootpage, (SELECT page_size FROM pragma_page_size) FROM sqlite_schema WHERE name = '") + index + "'";
-        if (sqlite3_prepare_v2(db, sql.constData(), -1, &statement, nullptr) == SQLITE_OK
-                && sqlite3_step(statement) == SQLITE_ROW) {
-            page = sqlite3_column_int64(statement, 0);
-            pageSize = sqlite3_column_int64(statement, 1);
+    sqlite3_stmt *statement = nullptr;
+    QStringList rows;
+    if (sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK
+            || sqlite3_prepare_v2(db, sql.constData(), -1, &statement, nullptr) != SQLITE_OK) {
+        rows << QStringLiteral("error: ") + QString::fromUtf8(sqlite3_errmsg(db));
+    } else {
+        while (sqlite3_step(statement) == SQLITE_ROW) {
+            QStringList columns;
+            for (int i = 0; i < sqlite3_column_count(statement); ++i)
+                columns << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, i)));
+            rows << columns.join(QLatin1Char(' ')).trimmed();
         }
-        sqlite3_finalize(statement);
     }
+    sqlite3_finalize(statement);
     sqlite3_close(db);
+    return rows;
+}
+
+bool breakIndex(const QString &path, const char *index)
+{
+    const QStringList found = query(path, QByteArray("SELECT rootpage, (SELECT page_size FROM pragma_page_size) "
+                                                     "FROM sqlite_schema WHERE name = '") + index + "'")
+                                      .value(0)
+                                      .split(QLatin1Char(' '));
+    const qint64 page = found.value(0).toLongLong();
+    const qint64 pageSize = found.value(1).toLongLong();
     QFile file(path);
     if (page < 2 || pageSize < 512 || !file.open(QIODevice::ReadWrite) || !file.seek((page - 1) * pageSize))
         return false;

@@ -1,22 +1,13 @@
 #include "StorageTestSupport.h"
 #include "StorageTreeText.h"
 
-#include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
-
 #include <QtCore/QDir>
-#include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
 
-#include <sqlite3.h>
 #include <sys/stat.h>
 
-#include <memory>
-
 using namespace StorageTestSupport;
-using Streams = QList<QPair<QString, QByteArray>>;
-using RootView = std::unique_ptr<FileStorageView>;
 
 class tst_FileView : public QObject
 {
@@ -25,39 +16,29 @@ class tst_FileView : public QObject
 private slots:
     void init();
 
-    void scratchFile();
     void roundTrip_data();
     void roundTrip();
     void namesComeBackExactly();
     void fileHeaderIdentifiesStorageFiles();
 
-    void storageViewsBelongToTheirParent();
+    void views();
     void clearDetachesEarlierViews();
-    void removeStreamKeepsSubStorageOfSameName();
-    void rootViewsShareTheTree();
     void viewsLeftOverAfterCloseAreEmpty();
-    void unbackedViewDoesNothing();
 
     void unchangedSessionLeavesFileUntouched_data();
     void unchangedSessionLeavesFileUntouched();
-    void destroyingOpenFileDiscardsChanges();
     void commitWritesOnlyChangedRows();
 
-    void openFails_data();
-    void openFails();
-    void createFails_data();
-    void createFails();
+    void openOrCreateFails_data();
+    void openOrCreateFails();
     void createReplaces_data();
     void createReplaces();
-
     void sessionsHoldTheirFile_data();
     void sessionsHoldTheirFile();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
-    // Writes streams into a new file at path and checks that the engine reported success.
-    void makeFile(const QString &file, const Streams &streams);
-    QStringList treeOf(const QString &file);
+    QStringList files() const { return QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name); }
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -68,62 +49,16 @@ void tst_FileView::init()
     QVERIFY(m_dir->isValid());
 }
 
-void tst_FileView::makeFile(const QString &file, const Streams &streams)
-{
-    FileView view;
-    view.create(file);
-    QVERIFY2(view.isOpen(), qPrintable(view.errorString()));
-    {
-        RootView root(view.createRootView());
-        StorageTreeText::write(root.get(), streams);
-    }
-    view.close();
-    QVERIFY2(!view.hasError(), qPrintable(view.errorString()));
-    QCOMPARE(integrityCheck(file), QStringLiteral("ok"));
-}
-
-QStringList tst_FileView::treeOf(const QString &file)
-{
-    FileView view;
-    view.open(file);
-    if (!view.isOpen())
-        return { QStringLiteral("cannot open: ") + view.errorString() };
-    RootView root(view.createRootView());
-    const QStringList lines = StorageTreeText::lines(root.get());
-    root.reset();
-    view.close();
-    if (view.hasError())
-        return { QStringLiteral("cannot close: ") + view.errorString() };
-    return lines;
-}
-
-void tst_FileView::scratchFile()
-{
-    FileView view;
-    view.create(QString());
-    QVERIFY(view.isOpen());
-    QVERIFY(!view.isReadOnly());
-    QCOMPARE(view.fileName(), QString());
-    RootView root(view.createRootView());
-    StorageTreeText::write(root.get(), { { "Info.ini", "abc" }, { "Blocks/B1/Info.ini", "" } });
-    QCOMPARE(StorageTreeText::lines(root.get()),
-             QStringList({ "storage Blocks", "storage Blocks/B1", "stream Blocks/B1/Info.ini 0 ", "stream Info.ini 3 616263" }));
-    root.reset();
-    view.close();
-    QVERIFY(!view.isOpen());
-    QVERIFY(!view.hasError());
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden), QStringList());
-}
-
 void tst_FileView::roundTrip_data()
 {
     QTest::addColumn<Streams>("streams");
     const QString surrogate = QString(QChar(0xd800)) + QStringLiteral("x");
     const QString withNul = QStringLiteral("a") + QChar(0) + QStringLiteral("b");
+    QString deepPath;
+    for (int level = 0; level < 512; ++level)
+        deepPath += QStringLiteral("L%1/").arg(level);
     QTest::newRow("empty-tree") << Streams();
-    QTest::newRow("one-stream") << Streams { { "Info.ini", ";type=\"blocklibrary\" version=\"0\"\r\n" } };
     QTest::newRow("empty-stream") << Streams { { "Empty", QByteArray() } };
-    QTest::newRow("empty-storage-only") << Streams { { "Blocks/Content.txt", "x" } };
     QTest::newRow("umlaut-names") << Streams { { QStringLiteral("Grüße/Maß"), "\xe4\xf6\xfc" } };
     QTest::newRow("empty-names") << Streams { { "/", "root stream with empty name in storage ''" } };
     QTest::newRow("unpaired-surrogate") << Streams { { surrogate + "/" + surrogate, "s" } };
@@ -132,24 +67,34 @@ void tst_FileView::roundTrip_data()
     QTest::newRow("stream-and-storage-share-name") << Streams { { "V0", "stream" }, { "V0/V0", "inner" } };
     QTest::newRow("binary-stream") << Streams { { "Bin", QByteArray("\0\1\2\xff", 4) } };
     QTest::newRow("large-stream") << Streams { { "Big", QByteArray(3 * 1024 * 1024 + 7, 'q') } };
-    Streams deep;
-    QString deepPath;
-    for (int level = 0; level < 512; ++level)
-        deepPath += QStringLiteral("L%1/").arg(level);
     QTest::newRow("deepest-nesting") << Streams { { deepPath + "leaf", "deep" } };
 }
 
 void tst_FileView::roundTrip()
 {
     QFETCH(Streams, streams);
-    FileView scratch;
-    scratch.create(QString());
-    RootView expected(scratch.createRootView());
-    StorageTreeText::write(expected.get(), streams);
+    // The same tree in an in-memory scratch file, which leaves nothing on disk, and through
+    // its byte form into another one.
+    Scratch scratch;
+    QVERIFY(scratch.file.isOpen() && !scratch.file.isReadOnly());
+    QCOMPARE(scratch.file.fileName(), QString());
+    StorageTreeText::write(scratch.root.get(), streams);
+    const QStringList expected = StorageTreeText::lines(scratch.root.get());
+    const QByteArray bytes = scratch.root->toByteArray();
+    Scratch decoded;
+    QVERIFY(decoded.root->fromByteArray(bytes));
+    QCOMPARE(StorageTreeText::lines(decoded.root.get()), expected);
+    QCOMPARE(decoded.root->toByteArray(), bytes);
+    scratch.root.reset();
+    scratch.file.close();
+    QVERIFY(!scratch.file.isOpen() && !scratch.file.hasError());
+    QCOMPARE(files(), QStringList());
 
     const QString file = path("library.bli");
-    makeFile(file, streams);
-    QCOMPARE(treeOf(file), StorageTreeText::lines(expected.get()));
+    QCOMPARE(createFile(file, streams), QString());
+    QCOMPARE(integrityCheck(file), QStringLiteral("ok"));
+    QCOMPARE(treeOf(file), expected);
+    QCOMPARE(files(), QStringList { "library.bli" });
 }
 
 void tst_FileView::namesComeBackExactly()
@@ -157,33 +102,14 @@ void tst_FileView::namesComeBackExactly()
     const QStringList names = { QString(), QStringLiteral("Info.ini"), QStringLiteral("info.ini"),
                                 QString(QChar(0xdc00)), QStringLiteral("\u00e4"), QStringLiteral("z") };
     const QString file = path("names.bli");
-    {
-        FileView view;
-        view.create(file);
-        RootView root(view.createRootView());
-        for (const QString &name : names) {
-            root->writeStream(name, name.toUtf8());
-            root->storage(name);
-        }
-        root.reset();
-        view.close();
-        QVERIFY(!view.hasError());
-    }
+    Streams streams;
+    for (const QString &name : names)
+        streams << qMakePair(name, name.toUtf8()) << qMakePair(name + QStringLiteral("/"), QByteArray());
+    QCOMPARE(createFile(file, streams), QString());
     // Text where text can hold the name; the unpaired surrogate as its UTF-16LE code units.
-    QCOMPARE(execSql(file, "CREATE TABLE kinds AS SELECT typeof(name) || ' ' || hex(name) AS kind FROM stream "
-                           "WHERE name IN ('', 'z', X'00DC')"),
-             QString());
-    sqlite3 *db = nullptr;
-    QCOMPARE(sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-    sqlite3_stmt *statement = nullptr;
-    QStringList kinds;
-    sqlite3_prepare_v2(db, "SELECT kind FROM kinds ORDER BY kind", -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW)
-        kinds << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, 0)));
-    sqlite3_finalize(statement);
-    sqlite3_close(db);
-    QCOMPARE(kinds, QStringList({ "blob 00DC", "text ", "text 7A" }));
-    QCOMPARE(execSql(file, "DROP TABLE kinds"), QString());
+    QCOMPARE(query(file, "SELECT typeof(name), hex(name) FROM stream WHERE name IN ('', 'z', X'00DC') "
+                         "AND storage = (SELECT id FROM storage WHERE parent IS NULL) ORDER BY 1, 2"),
+             QStringList({ "blob 00DC", "text", "text 7A" }));
 
     FileView view;
     view.open(file);
@@ -199,7 +125,7 @@ void tst_FileView::namesComeBackExactly()
 void tst_FileView::fileHeaderIdentifiesStorageFiles()
 {
     const QString file = path("header.bli");
-    makeFile(file, { { "Info.ini", "x" } });
+    QCOMPARE(createFile(file, { { "Info.ini", "x" } }), QString());
     const QByteArray bytes = fileContents(file);
     QVERIFY(bytes.startsWith("SQLite format 3\0"));
     QCOMPARE(bytes.mid(68, 4).toHex(), QByteArray("4b76424c")); // application id "KvBL"
@@ -207,79 +133,69 @@ void tst_FileView::fileHeaderIdentifiesStorageFiles()
     QCOMPARE(bytes.mid(56, 4).toHex(), QByteArray("00000001")); // text encoding UTF-8
     QCOMPARE(bytes.mid(16, 2).toHex(), QByteArray("0001"));     // page size 65536
     QCOMPARE(bytes.mid(18, 2).toHex(), QByteArray("0101"));     // rollback journal, not WAL
-    QVERIFY(!QFile::exists(file + "-journal"));
 }
 
-void tst_FileView::storageViewsBelongToTheirParent()
+void tst_FileView::views()
 {
-    FileView view;
-    view.create(QString());
-    RootView root(view.createRootView());
-    FileStorageView *blocks = root->storage(QStringLiteral("Blocks"));
-    QCOMPARE(root->storage(QStringLiteral("Blocks")), blocks);
-    QCOMPARE(blocks->parent(), root.get());
+    Scratch s;
+    FileStorageView *blocks = s.root->storage(QStringLiteral("Blocks"));
+    QCOMPARE(s.root->storage(QStringLiteral("Blocks")), blocks);
+    QCOMPARE(blocks->parent(), s.root.get());
     FileStorageView *version = blocks->storage(QStringLiteral("B1"))->storage(QStringLiteral("V0"));
     QCOMPARE(version->name(), QStringLiteral("V0"));
     QCOMPARE(version->path(), QStringLiteral("Blocks/B1/V0"));
-    QCOMPARE(root->name(), QString());
-    QCOMPARE(root->path(), QString());
-    QCOMPARE(root->storageNames(), QStringList { "Blocks" });
-    QVERIFY(!version->isReadOnly());
+    QCOMPARE(s.root->path(), QString());
+
+    // A second root view works on the same tree.
+    RootView second(s.file.createRootView());
+    QVERIFY(second.get() != s.root.get());
+    version->writeStream(QStringLiteral("x"), "1");
+    QCOMPARE(second->storage(QStringLiteral("Blocks"))->storage(QStringLiteral("B1"))->storage(QStringLiteral("V0"))
+                     ->readStream(QStringLiteral("x")),
+             QByteArray("1"));
+
+    // Removing a stream leaves the sub-storage of the same name; a missing name is no error.
+    s.root->clear();
+    StorageTreeText::write(s.root.get(), { { "V0", "s" }, { "V0/x", "t" }, { "other", "u" } });
+    s.root->removeStream(QStringLiteral("V0"));
+    s.root->removeStream(QStringLiteral("missing"));
+    QCOMPARE(StorageTreeText::lines(second.get()), QStringList({ "storage V0", "stream V0/x 1 74", "stream other 1 75" }));
+
+    // A view without a file stores nothing and hands out no sub-storages.
+    FileStorageView unbacked;
+    unbacked.writeStream(QStringLiteral("x"), "1");
+    QCOMPARE(unbacked.streamNames(), QStringList());
+    QCOMPARE(unbacked.storage(QStringLiteral("A")), nullptr);
+    QVERIFY(unbacked.isReadOnly());
+    QVERIFY(!unbacked.fromByteArray(unbacked.toByteArray()));
 }
 
 void tst_FileView::clearDetachesEarlierViews()
 {
-    FileView view;
-    view.create(QString());
-    RootView root(view.createRootView());
-    StorageTreeText::write(root.get(), { { "x", "1" }, { "A/B/y", "2" } });
-    FileStorageView *a = root->storage(QStringLiteral("A"));
+    Scratch s;
+    StorageTreeText::write(s.root.get(), { { "x", "1" }, { "A/B/y", "2" } });
+    FileStorageView *a = s.root->storage(QStringLiteral("A"));
     FileStorageView *b = a->storage(QStringLiteral("B"));
-    root->clear();
-    QCOMPARE(StorageTreeText::lines(root.get()), QStringList());
+    s.root->clear();
     QCOMPARE(b->streamNames(), QStringList());
     QCOMPARE(b->readStream(QStringLiteral("y")), QByteArray());
-    QVERIFY(a->isReadOnly());
-    QVERIFY(b->isReadOnly());
+    QVERIFY(a->isReadOnly() && b->isReadOnly());
     b->writeStream(QStringLiteral("z"), "lost");
     a->storage(QStringLiteral("C"))->writeStream(QStringLiteral("w"), "lost");
-    QCOMPARE(StorageTreeText::lines(root.get()), QStringList());
+    QCOMPARE(StorageTreeText::lines(s.root.get()), QStringList());
 
-    FileStorageView *newA = root->storage(QStringLiteral("A"));
+    FileStorageView *newA = s.root->storage(QStringLiteral("A"));
     QVERIFY(newA != a);
     QVERIFY(!newA->isReadOnly());
     QCOMPARE(newA->storageNames(), QStringList());
     newA->writeStream(QStringLiteral("z"), "kept");
-    QCOMPARE(StorageTreeText::lines(root.get()), QStringList({ "storage A", "stream A/z 4 6b657074" }));
-}
-
-void tst_FileView::removeStreamKeepsSubStorageOfSameName()
-{
-    FileView view;
-    view.create(QString());
-    RootView root(view.createRootView());
-    StorageTreeText::write(root.get(), { { "V0", "s" }, { "V0/x", "t" }, { "other", "u" } });
-    root->removeStream(QStringLiteral("V0"));
-    root->removeStream(QStringLiteral("missing"));
-    QCOMPARE(StorageTreeText::lines(root.get()),
-             QStringList({ "storage V0", "stream V0/x 1 74", "stream other 1 75" }));
-}
-
-void tst_FileView::rootViewsShareTheTree()
-{
-    FileView view;
-    view.create(QString());
-    RootView first(view.createRootView());
-    RootView second(view.createRootView());
-    QVERIFY(first.get() != second.get());
-    first->storage(QStringLiteral("A"))->writeStream(QStringLiteral("x"), "1");
-    QCOMPARE(second->storage(QStringLiteral("A"))->readStream(QStringLiteral("x")), QByteArray("1"));
+    QCOMPARE(StorageTreeText::lines(s.root.get()), QStringList({ "storage A", "stream A/z 4 6b657074" }));
 }
 
 void tst_FileView::viewsLeftOverAfterCloseAreEmpty()
 {
     const QString file = path("leftover.bli");
-    makeFile(file, { { "A/x", "1" } });
+    QCOMPARE(createFile(file, { { "A/x", "1" } }), QString());
     FileView view;
     view.open(file);
     RootView root(view.createRootView());
@@ -294,16 +210,6 @@ void tst_FileView::viewsLeftOverAfterCloseAreEmpty()
     QCOMPARE(treeOf(file), QStringList({ "storage A", "stream A/x 1 31" }));
 }
 
-void tst_FileView::unbackedViewDoesNothing()
-{
-    FileStorageView view;
-    view.writeStream(QStringLiteral("x"), "1");
-    QCOMPARE(view.streamNames(), QStringList());
-    QCOMPARE(view.storage(QStringLiteral("A")), nullptr);
-    QVERIFY(view.isReadOnly());
-    QVERIFY(!view.fromByteArray(view.toByteArray()));
-}
-
 void tst_FileView::unchangedSessionLeavesFileUntouched_data()
 {
     QTest::addColumn<int>("action");
@@ -311,89 +217,53 @@ void tst_FileView::unchangedSessionLeavesFileUntouched_data()
     QTest::newRow("rewrite-same-bytes") << 1;
     QTest::newRow("clear-and-rewrite-same-tree") << 2;
     QTest::newRow("remove-missing-stream") << 3;
+    QTest::newRow("change-then-destroy-without-close") << 4;
 }
 
 void tst_FileView::unchangedSessionLeavesFileUntouched()
 {
     QFETCH(int, action);
     const QString file = path("same.bli");
-    FileView writer;
-    writer.create(file);
-    {
-        RootView root(writer.createRootView());
-        writeLibraryTree(root.get(), 7, 20);
-    }
-    writer.close();
-    const QByteArray before = fileContents(file);
-
-    FileView view;
-    view.open(file);
-    QVERIFY(view.isOpen());
-    RootView root(view.createRootView());
-    const QStringList lines = StorageTreeText::lines(root.get());
-    switch (action) {
-    case 1:
-        root->writeStream(QStringLiteral("Info.ini"), QByteArray(root->readStream(QStringLiteral("Info.ini")).constData()));
-        break;
-    case 2:
-        root->clear();
-        writeLibraryTree(root.get(), 7, 20);
-        break;
-    case 3:
-        root->removeStream(QStringLiteral("missing"));
-        break;
-    }
-    QCOMPARE(StorageTreeText::lines(root.get()), lines);
-    root.reset();
-    view.close();
-    QVERIFY(!view.hasError());
-    QVERIFY(fileContents(file) == before);
-}
-
-void tst_FileView::destroyingOpenFileDiscardsChanges()
-{
-    const QString file = path("discard.bli");
-    makeFile(file, { { "A/x", "1" } });
+    QCOMPARE(createFile(file, 7, 20), QString());
     const QByteArray before = fileContents(file);
     {
-        auto view = std::make_unique<FileView>();
-        view->open(file);
-        RootView root(view->createRootView());
-        root->storage(QStringLiteral("A"))->writeStream(QStringLiteral("x"), "changed");
-        root->storage(QStringLiteral("B"));
-        root.reset();
+        FileView view;
+        view.open(file);
+        QVERIFY(view.isOpen());
+        RootView root(view.createRootView());
+        const QStringList lines = StorageTreeText::lines(root.get());
+        if (action == 1) {
+            root->writeStream(QStringLiteral("Info.ini"), QByteArray(root->readStream(QStringLiteral("Info.ini")).constData()));
+        } else if (action == 2) {
+            root->clear();
+            writeLibraryTree(root.get(), 7, 20);
+        } else if (action == 3) {
+            root->removeStream(QStringLiteral("missing"));
+        } else if (action == 4) {
+            root->storage(QStringLiteral("Blocks"))->writeStream(QStringLiteral("Info.ini"), "changed");
+            root->storage(QStringLiteral("New"));
+        }
+        if (action != 4) { // destroying the open file discards the changes
+            QCOMPARE(StorageTreeText::lines(root.get()), lines);
+            root.reset();
+            view.close();
+            QVERIFY(!view.hasError());
+        }
     }
     QVERIFY(fileContents(file) == before);
-    QCOMPARE(treeOf(file), QStringList({ "storage A", "stream A/x 1 31" }));
+    QCOMPARE(files(), QStringList { "same.bli" });
 }
 
 void tst_FileView::commitWritesOnlyChangedRows()
 {
     const QString file = path("rows.bli");
-    makeFile(file, { { "A/x", "1" }, { "A/y", "2" }, { "B/z", "3" }, { "C/D/w", "4" } });
-    const auto rows = [&]() {
-        QStringList out;
-        sqlite3 *db = nullptr;
-        sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr);
-        sqlite3_stmt *statement = nullptr;
-        sqlite3_prepare_v2(db,
-                           "SELECT 'stream', id, storage, name, size FROM stream UNION ALL "
-                           "SELECT 'storage', id, parent, name, NULL FROM storage UNION ALL "
-                           "SELECT 'data', id, hex(data), NULL, NULL FROM stream_data ORDER BY 1, 2",
-                           -1, &statement, nullptr);
-        while (sqlite3_step(statement) == SQLITE_ROW) {
-            QStringList columns;
-            for (int i = 0; i < 5; ++i)
-                columns << QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, i)));
-            out << columns.join(QLatin1Char(' ')).trimmed();
-        }
-        sqlite3_finalize(statement);
-        sqlite3_close(db);
-        return out;
-    };
-    QCOMPARE(rows(), QStringList({ "data 1 31", "data 2 32", "data 3 33", "data 4 34", "storage 1", "storage 2 1 A",
-                                   "storage 3 1 B", "storage 4 1 C", "storage 5 4 D", "stream 1 2 x 1",
-                                   "stream 2 2 y 1", "stream 3 3 z 1", "stream 4 5 w 1" }));
+    QCOMPARE(createFile(file, { { "A/x", "1" }, { "A/y", "2" }, { "B/z", "3" }, { "C/D/w", "4" } }), QString());
+    const char *rows = "SELECT 'stream', id, storage, name, size FROM stream UNION ALL "
+                       "SELECT 'storage', id, parent, name, NULL FROM storage UNION ALL "
+                       "SELECT 'data', id, hex(data), NULL, NULL FROM stream_data ORDER BY 1, 2";
+    QCOMPARE(query(file, rows), QStringList({ "data 1 31", "data 2 32", "data 3 33", "data 4 34", "storage 1",
+                                              "storage 2 1 A", "storage 3 1 B", "storage 4 1 C", "storage 5 4 D",
+                                              "stream 1 2 x 1", "stream 2 2 y 1", "stream 3 3 z 1", "stream 4 5 w 1" }));
 
     FileView view;
     view.open(file);
@@ -407,71 +277,47 @@ void tst_FileView::commitWritesOnlyChangedRows()
     QCOMPARE(integrityCheck(file), QStringLiteral("ok"));
     // Unchanged rows keep their ids; C and its sub-storage D are gone with their streams.
     // Deleted ids are free again, so E takes the id C had.
-    QCOMPARE(rows(), QStringList({ "data 1 31", "data 2 6368616E676564", "data 5 35", "data 6 36", "storage 1",
-                                   "storage 2 1 A", "storage 3 1 B", "storage 4 1 E", "stream 1 2 x 1",
-                                   "stream 2 2 y 7", "stream 5 3 new 1", "stream 6 4 v 1" }));
+    QCOMPARE(query(file, rows), QStringList({ "data 1 31", "data 2 6368616E676564", "data 5 35", "data 6 36", "storage 1",
+                                              "storage 2 1 A", "storage 3 1 B", "storage 4 1 E", "stream 1 2 x 1",
+                                              "stream 2 2 y 7", "stream 5 3 new 1", "stream 6 4 v 1" }));
 }
 
-void tst_FileView::openFails_data()
+void tst_FileView::openOrCreateFails_data()
 {
+    QTest::addColumn<bool>("create");
     QTest::addColumn<QString>("name");
-    QTest::addColumn<QByteArray>("contents"); // null: do not create the file
     QTest::addColumn<QString>("error");
-    QTest::newRow("missing-file") << "missing.bli" << QByteArray() << "Die Datei „%1“ existiert nicht.";
-    QTest::newRow("empty-path") << "" << QByteArray() << "Die Datei „“ existiert nicht.";
-    QTest::newRow("zero-length") << "empty.bli" << QByteArray("") << "Die Datei „%1“ ist keine Speicherdatei.";
-    QTest::newRow("text-file") << "text.bli" << QByteArray(200, 'x') << "Die Datei „%1“ ist keine Speicherdatei.";
-    QTest::newRow("directory") << "dir.bli" << QByteArray("<dir>") << "„%1“ ist ein Verzeichnis.";
+    // Files that are there but no storage files are refused in tst_storagedamage.
+    QTest::newRow("open-missing-file") << false << "missing.bli" << "Die Datei „%1“ existiert nicht.";
+    QTest::newRow("open-empty-path") << false << "" << "Die Datei „%1“ existiert nicht.";
+    QTest::newRow("open-directory") << false << "dir.bli" << "„%1“ ist ein Verzeichnis.";
+    QTest::newRow("create-in-missing-directory") << true << "nowhere/new.bli" << "Das Verzeichnis für „%1“ existiert nicht.";
+    QTest::newRow("create-over-directory") << true << "dir.bli" << "„%1“ ist ein Verzeichnis.";
 }
 
-void tst_FileView::openFails()
+void tst_FileView::openOrCreateFails()
 {
+    QFETCH(bool, create);
     QFETCH(QString, name);
-    QFETCH(QByteArray, contents);
     QFETCH(QString, error);
+    QVERIFY(QDir(m_dir->path()).mkdir("dir.bli"));
     const QString file = name.isEmpty() ? QString() : path(name);
-    if (contents == "<dir>") {
-        QVERIFY(QDir().mkdir(file));
-    } else if (!contents.isNull()) {
-        QFile out(file);
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write(contents);
-    }
     FileView view;
-    view.open(file);
+    if (create)
+        view.create(file);
+    else
+        view.open(file);
     QVERIFY(!view.isOpen());
     QVERIFY(view.hasError());
-    QCOMPARE(view.errorString(), error.contains("%1") ? error.arg(QDir::toNativeSeparators(file)) : error);
+    QCOMPARE(view.errorString(), error.arg(file));
     QCOMPARE(view.fileName(), file);
-    if (!contents.isNull() && contents != "<dir>")
-        QCOMPARE(fileContents(file), contents);
     // A later successful open clears the error.
     const QString good = path("good.bli");
-    makeFile(good, { { "x", "1" } });
+    QCOMPARE(createFile(good, { { "x", "1" } }), QString());
     view.open(good);
     QVERIFY(view.isOpen());
     QVERIFY(!view.hasError());
     QCOMPARE(view.errorString(), QString());
-}
-
-void tst_FileView::createFails_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("error");
-    QTest::newRow("missing-directory") << "nowhere/new.bli" << "Das Verzeichnis für „%1“ existiert nicht.";
-    QTest::newRow("directory") << "dir.bli" << "„%1“ ist ein Verzeichnis.";
-}
-
-void tst_FileView::createFails()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, error);
-    QVERIFY(QDir(m_dir->path()).mkdir("dir.bli"));
-    FileView view;
-    view.create(path(name));
-    QVERIFY(!view.isOpen());
-    QVERIFY(view.hasError());
-    QCOMPARE(view.errorString(), error.arg(QDir::toNativeSeparators(path(name))));
 }
 
 void tst_FileView::createReplaces_data()
@@ -493,34 +339,23 @@ void tst_FileView::createReplaces()
     const QString file = path("replace.bli");
     QString real = file;
     if (existing == "storage" || existing == "damaged") {
-        makeFile(file, { { "Old/x", "1" }, { "y", "2" } });
+        QCOMPARE(createFile(file, { { "Old/x", "1" }, { "y", "2" } }), QString());
         if (existing == "damaged")
             QVERIFY(breakIndex(file, "sqlite_autoindex_storage_1"));
     } else if (existing == "symlink") {
         real = path("target.bli");
-        makeFile(real, { { "Old/x", "1" } });
+        QCOMPARE(createFile(real, { { "Old/x", "1" } }), QString());
         QVERIFY(QFile::link(real, file));
     } else if (existing == "text") {
-        QFile out(file);
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write("plain text");
-        QVERIFY(out.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
+        QVERIFY(writeFile(file, "plain text"));
+        QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup));
     } else if (existing == "sqlite") {
         QCOMPARE(execSql(file, "CREATE TABLE t (a); INSERT INTO t VALUES (1)"), QString());
     }
     struct stat before = {};
     ::stat(QFile::encodeName(real).constData(), &before);
 
-    FileView view;
-    view.create(file);
-    QVERIFY2(view.isOpen(), qPrintable(view.errorString()));
-    {
-        RootView root(view.createRootView());
-        StorageTreeText::write(root.get(), { { "New/z", "3" } });
-    }
-    view.close();
-    QVERIFY2(!view.hasError(), qPrintable(view.errorString()));
-
+    QCOMPARE(createFile(file, { { "New/z", "3" } }), QString());
     QCOMPARE(treeOf(file), QStringList({ "storage New", "stream New/z 1 33" }));
     QCOMPARE(integrityCheck(real), QStringLiteral("ok"));
     struct stat after = {};
@@ -532,15 +367,12 @@ void tst_FileView::createReplaces()
     if (existing == "symlink")
         QVERIFY(QFileInfo(file).isSymLink());
     // No temporary file or journal stays behind.
-    QStringList expectedEntries = { "replace.bli" };
-    if (existing == "symlink")
-        expectedEntries << "target.bli";
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name), expectedEntries);
+    QCOMPARE(files(), existing == "symlink" ? QStringList({ "replace.bli", "target.bli" }) : QStringList { "replace.bli" });
 }
 
 void tst_FileView::sessionsHoldTheirFile_data()
 {
-    QTest::addColumn<bool>("secondCreates");    // the other session replaces the file instead of opening it
+    QTest::addColumn<bool>("secondCreates");     // the other session replaces the file instead of opening it
     QTest::addColumn<bool>("secondClosesFirst"); // without changes, before the first one commits
     QTest::newRow("commit-while-other-session-open") << false << false;
     QTest::newRow("commit-while-create-session-open") << true << false;
@@ -552,7 +384,7 @@ void tst_FileView::sessionsHoldTheirFile()
     QFETCH(bool, secondCreates);
     QFETCH(bool, secondClosesFirst);
     const QString file = path("shared.bli");
-    makeFile(file, { { "x", "0" } });
+    QCOMPARE(createFile(file, { { "x", "0" } }), QString());
     const QByteArray original = fileContents(file);
 
     FileView first;
@@ -562,16 +394,12 @@ void tst_FileView::sessionsHoldTheirFile()
         second.create(file);
     else
         second.open(file);
-    QVERIFY(first.isOpen());
-    QVERIFY(second.isOpen());
+    QVERIFY(first.isOpen() && second.isOpen());
     if (secondClosesFirst) {
         second.close();
         QVERIFY(!second.hasError());
     }
-    {
-        RootView root(first.createRootView());
-        root->writeStream(QStringLiteral("x"), "first");
-    }
+    RootView(first.createRootView())->writeStream(QStringLiteral("x"), "first");
     first.close();
     if (secondClosesFirst) {
         QVERIFY2(!first.hasError(), qPrintable(first.errorString()));
@@ -584,10 +412,7 @@ void tst_FileView::sessionsHoldTheirFile()
                                                  "Die Änderungen wurden nicht gespeichert.")
                                           .arg(file));
     QVERIFY(fileContents(file) == original);
-    {
-        RootView root(second.createRootView());
-        root->writeStream(QStringLiteral("x"), "second");
-    }
+    RootView(second.createRootView())->writeStream(QStringLiteral("x"), "second");
     second.close();
     QVERIFY2(!second.hasError(), qPrintable(second.errorString()));
     QCOMPARE(treeOf(file), QStringList({ "stream x 6 7365636f6e64" }));

@@ -1,10 +1,6 @@
 // Saves that cannot be committed, and saves that are killed: the file on disk must always be
 // the old tree or the new one, byte for byte the old file when the save failed.
 #include "StorageTestSupport.h"
-#include "StorageTreeText.h"
-
-#include <LxFileSystem/FileStorageView.h>
-#include <LxFileSystem/FileView.h>
 
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
@@ -18,8 +14,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <memory>
-
 using namespace StorageTestSupport;
 
 namespace {
@@ -32,31 +26,6 @@ QString helperPath()
     return QCoreApplication::applicationDirPath() + QStringLiteral("/lxfs_helper");
 }
 
-QStringList treeOf(const QString &file)
-{
-    FileView view;
-    view.open(file);
-    if (!view.isOpen())
-        return { QStringLiteral("cannot open: ") + view.errorString() };
-    std::unique_ptr<FileStorageView> root(view.createRootView());
-    const QStringList lines = StorageTreeText::lines(root.get());
-    root.reset();
-    view.close();
-    return lines;
-}
-
-bool writeTree(const QString &file, quint32 seed, int blocks)
-{
-    FileView view;
-    view.create(file);
-    {
-        std::unique_ptr<FileStorageView> root(view.createRootView());
-        writeLibraryTree(root.get(), seed, blocks);
-    }
-    view.close();
-    return view.isOpen() == false && !view.hasError();
-}
-
 // Files in dir other than the given ones: temporary files or journals left behind.
 QStringList strayFiles(const QString &dir, const QStringList &expected)
 {
@@ -66,24 +35,10 @@ QStringList strayFiles(const QString &dir, const QStringList &expected)
     return found;
 }
 
-// Undoes a chmod when the test ends, so that QTemporaryDir can clean up.
-struct PermissionRestorer
+int chmodPath(const QString &path, mode_t mode)
 {
-    ~PermissionRestorer()
-    {
-        for (const auto &entry : entries)
-            ::chmod(QFile::encodeName(entry.first).constData(), entry.second);
-    }
-    bool change(const QString &path, mode_t mode)
-    {
-        struct stat status;
-        if (::stat(QFile::encodeName(path).constData(), &status) != 0)
-            return false;
-        entries.append({ path, status.st_mode & 07777 });
-        return ::chmod(QFile::encodeName(path).constData(), mode) == 0;
-    }
-    QList<QPair<QString, mode_t>> entries;
-};
+    return ::chmod(QFile::encodeName(path).constData(), mode);
+}
 
 } // namespace
 
@@ -131,10 +86,8 @@ void tst_StorageFailures::failedSaveKeepsOldFile_data()
     QTest::newRow("disk-full-create-over-storage-file") << "create" << "disk-full" << "opened 0\n" + full;
     QTest::newRow("disk-full-create-over-other-file") << "create" << "disk-full-other-file" << "opened 0\n" + full;
     QTest::newRow("read-only-file-open") << "open" << "read-only-file" << "opened 1\n" + readOnly;
-    QTest::newRow("read-only-file-create")
-            << "create" << "read-only-file" << "open-failed Die Datei „%1“ ist schreibgeschützt.";
-    QTest::newRow("file-made-read-only-during-session")
-            << "open" << "read-only-before-close" << "opened 0\n" + readOnly;
+    QTest::newRow("read-only-file-create") << "create" << "read-only-file" << "open-failed Die Datei „%1“ ist schreibgeschützt.";
+    QTest::newRow("file-made-read-only-during-session") << "open" << "read-only-before-close" << "opened 0\n" + readOnly;
     QTest::newRow("read-only-directory-open") << "open" << "read-only-directory" << "opened 0\n" + noPermission;
     QTest::newRow("read-only-directory-create-over-other-file")
             << "create" << "read-only-directory-other-file" << "opened 0\n" + noPermission;
@@ -153,20 +106,16 @@ void tst_StorageFailures::failedSaveKeepsOldFile()
 
     QTemporaryDir temporary;
     QVERIFY(temporary.isValid());
-    PermissionRestorer permissions;
-    QVERIFY(permissions.change(temporary.path(), 0755)); // others may pass, as the helper may run as nobody
+    QCOMPARE(chmodPath(temporary.path(), 0755), 0); // others may pass, as the helper may run as nobody
     const QString dir = temporary.filePath(QStringLiteral("case"));
     QVERIFY(QDir().mkdir(dir));
+    const auto restore = qScopeGuard([&] { chmodPath(dir, 0700); }); // so that the directory can go
     const QString file = dir + QStringLiteral("/library.bli");
     const bool otherFile = failure.endsWith(QLatin1String("-other-file"));
-    if (otherFile) {
-        QFile text(file);
-        QVERIFY(text.open(QIODevice::WriteOnly));
-        text.write(QByteArray(20000, 'x'));
-    } else {
-        QVERIFY(writeTree(file, kOldSeed, 40));
-    }
-    const QStringList oldTree = otherFile ? QStringList() : treeOf(file);
+    if (otherFile)
+        QVERIFY(writeFile(file, QByteArray(20000, 'x')));
+    else
+        QCOMPARE(createFile(file, kOldSeed, 40), QString());
 
     QStringList arguments = { QStringLiteral("save"), file, mode, QString::number(kNewSeed), QStringLiteral("80") };
     const bool needsOtherUser = failure.startsWith(QLatin1String("read-only"));
@@ -182,11 +131,11 @@ void tst_StorageFailures::failedSaveKeepsOldFile()
     if (failure.startsWith(QLatin1String("disk-full")))
         arguments << QStringLiteral("--file-size-limit") << QString::number(QFileInfo(file).size());
     if (failure == QLatin1String("read-only-file"))
-        QVERIFY(permissions.change(file, 0444));
+        QCOMPARE(chmodPath(file, 0444), 0);
     if (failure == QLatin1String("read-only-before-close"))
         arguments << QStringLiteral("--chmod-before-close") << QStringLiteral("444");
     if (failure.startsWith(QLatin1String("read-only-directory")))
-        QVERIFY(permissions.change(dir, 0555));
+        QCOMPARE(chmodPath(dir, 0555), 0);
 
     QProcess locker;
     if (failure.startsWith(QLatin1String("locked-"))) {
@@ -207,12 +156,9 @@ void tst_StorageFailures::failedSaveKeepsOldFile()
         locker.closeWriteChannel();
         QVERIFY(locker.waitForFinished(10000));
     }
+    // The same bytes and no journal: the old tree, whole.
     QVERIFY2(fileContents(file) == before, "the failed save changed the file");
     QCOMPARE(strayFiles(dir, { QStringLiteral("library.bli") }), QStringList());
-    if (!otherFile) {
-        QCOMPARE(integrityCheck(file), QStringLiteral("ok"));
-        QCOMPARE(treeOf(file), oldTree);
-    }
 }
 
 void tst_StorageFailures::killedSaveLeavesOldOrNewTree_data()
@@ -241,7 +187,7 @@ void tst_StorageFailures::killedSaveLeavesOldOrNewTree()
     // One save to the end tells how long a whole run and its commit take. Half of the kills
     // land anywhere in a run, the other half within the commit itself.
     quint32 current = kOldSeed;
-    QVERIFY(writeTree(file, current, blocks));
+    QCOMPARE(createFile(file, current, blocks), QString());
     if (startWithoutFile)
         QVERIFY(QFile::remove(file));
     QElapsedTimer timer;

@@ -3,18 +3,15 @@
 // swapped database pages, random bytes). Each must load, possibly in part, or be refused
 // with one line; nothing may crash, hang or leak (the sanitizer run sees leaks and memory
 // errors in the child processes), and `bli check` must say what it finds in each.
-#include <QtCore/QDir>
-#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
-#include <QtCore/QThread>
 #include <QtTest/QtTest>
 
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <memory>
+#include <array>
 #include <random>
 
 namespace {
@@ -25,25 +22,8 @@ constexpr int HangMilliseconds = 5000;
 
 enum class Kind { BitFlips, Truncation, ZeroedPage, SwappedPages, RandomBytes, HeaderFlips };
 constexpr int KindCount = 6;
-
-const char *kindName(Kind kind)
-{
-    switch (kind) {
-    case Kind::BitFlips:
-        return "bit flips";
-    case Kind::Truncation:
-        return "truncation";
-    case Kind::ZeroedPage:
-        return "zeroed page";
-    case Kind::SwappedPages:
-        return "swapped pages";
-    case Kind::RandomBytes:
-        return "random bytes";
-    case Kind::HeaderFlips:
-        return "header bit flips";
-    }
-    return "?";
-}
+const char *const KindNames[KindCount] = { "bit flips", "truncation", "zeroed page", "swapped pages", "random bytes",
+                                           "header bit flips" };
 
 // The database page size from the file header (offset 16, big-endian; 1 stands for 65536).
 int pageSize(const QByteArray &file)
@@ -63,19 +43,14 @@ QByteArray mutate(QByteArray file, Kind kind, std::mt19937 &random)
     const int page = pageSize(file);
     const qsizetype pages = std::max<qsizetype>(size / page, 1);
     switch (kind) {
-    case Kind::BitFlips: {
-        const int flips = 1 + int(below(16));
-        for (int i = 0; i < flips; ++i)
+    case Kind::BitFlips:
+        for (int flips = 1 + int(below(16)); flips > 0; --flips)
             file[below(size)] ^= char(1 << below(8));
         break;
-    }
-    case Kind::HeaderFlips: {
-        // The header and the schema live in the first page: the most sensitive bytes.
-        const int flips = 1 + int(below(4));
-        for (int i = 0; i < flips; ++i)
+    case Kind::HeaderFlips: // the header and the schema live in the first page: the most sensitive bytes
+        for (int flips = 1 + int(below(4)); flips > 0; --flips)
             file[below(std::min<qsizetype>(page, size))] ^= char(1 << below(8));
         break;
-    }
     case Kind::Truncation:
         file.truncate(below(size));
         break;
@@ -123,53 +98,27 @@ struct Outcome
     QByteArray err;
 };
 
-// Runs bli on every job, a few at a time; returns the outcomes in job order.
-QList<Outcome> runAll(const QList<QStringList> &jobs)
+// Runs "bli crc" (which loads every block and computes every version's comparison value)
+// and "bli check" on the file side by side.
+std::array<Outcome, 2> crcAndCheck(const QString &path)
 {
-    QList<Outcome> outcomes(jobs.size());
-    const int parallel = std::max(2, QThread::idealThreadCount());
-    struct Running
-    {
-        int job;
-        std::unique_ptr<QProcess> process;
-        QElapsedTimer clock;
-    };
-    std::vector<Running> running;
-    int next = 0;
-    while (next < jobs.size() || !running.empty()) {
-        while (next < jobs.size() && int(running.size()) < parallel) {
-            Running r { next, std::make_unique<QProcess>(), {} };
-            r.process->start(QStringLiteral(BLI_EXECUTABLE), jobs.at(next));
-            r.clock.start();
-            running.push_back(std::move(r));
-            ++next;
+    std::array<QProcess, 2> processes;
+    processes[0].start(QStringLiteral(BLI_EXECUTABLE), { QStringLiteral("crc"), path });
+    processes[1].start(QStringLiteral(BLI_EXECUTABLE), { QStringLiteral("check"), path });
+    std::array<Outcome, 2> outcomes;
+    for (int i = 0; i < 2; ++i) {
+        QProcess &process = processes[i];
+        if (process.waitForFinished(HangMilliseconds)) {
+            outcomes[i].exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        } else {
+            process.kill();
+            process.waitForFinished();
+            outcomes[i].exitCode = -2;
         }
-        for (auto it = running.begin(); it != running.end();) {
-            QProcess *process = it->process.get();
-            process->waitForFinished(5);
-            Outcome &outcome = outcomes[it->job];
-            if (process->state() == QProcess::NotRunning) {
-                outcome.exitCode = process->exitStatus() == QProcess::NormalExit ? process->exitCode() : -1;
-                outcome.out = process->readAllStandardOutput();
-                outcome.err = process->readAllStandardError();
-                it = running.erase(it);
-            } else if (it->clock.elapsed() > HangMilliseconds) {
-                process->kill();
-                process->waitForFinished();
-                outcome.exitCode = -2;
-                outcome.err = process->readAllStandardError();
-                it = running.erase(it);
-            } else {
-                ++it;
-            }
-        }
+        outcomes[i].out = process.readAllStandardOutput();
+        outcomes[i].err = process.readAllStandardError();
     }
     return outcomes;
-}
-
-bool sanitizerSpoke(const QByteArray &err)
-{
-    return err.contains("Sanitizer") || err.contains("runtime error:");
 }
 
 } // namespace
@@ -193,7 +142,6 @@ void tst_DamagedLibrary::mutationsLoadOrAreRefused()
     QCOMPARE(writer.exitCode(), 0);
     const QString small = directory.filePath(QStringLiteral("small-pages.bli"));
     QVERIFY(writeSmallPageCopy(demo, small));
-
     QList<QByteArray> originals;
     for (const QString &path : { demo, small }) {
         QFile file(path);
@@ -203,38 +151,28 @@ void tst_DamagedLibrary::mutationsLoadOrAreRefused()
 
     // The same mutations on every run: a failure names a mutation that can be made again.
     std::mt19937 random(20261122u);
-    QList<QStringList> jobs;
-    QList<Kind> kinds;
-    for (int i = 0; i < MutationCount; ++i) {
-        const Kind kind = Kind(i % KindCount);
-        const QByteArray damaged = mutate(originals.at((i / KindCount) % 2), kind, random);
-        const QString path = directory.filePath(QStringLiteral("m%1.bli").arg(i, 4, 10, QLatin1Char('0')));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(damaged), qint64(damaged.size()));
-        file.close();
-        // "crc" loads every block and computes every version's comparison value.
-        jobs.append({ QStringLiteral("crc"), path });
-        jobs.append({ QStringLiteral("check"), path });
-        kinds.append(kind);
-    }
-
-    const QList<Outcome> outcomes = runAll(jobs);
+    const QString path = directory.filePath(QStringLiteral("damaged.bli"));
     int loaded = 0;
     int refused = 0;
     int clean = 0;
     int problems = 0;
     QStringList failures;
     for (int i = 0; i < MutationCount; ++i) {
-        const QString what = QStringLiteral("m%1 (%2)").arg(i).arg(QLatin1String(kindName(kinds.at(i))));
-        const Outcome &crc = outcomes.at(2 * i);
-        const Outcome &check = outcomes.at(2 * i + 1);
+        const Kind kind = Kind(i % KindCount);
+        const QByteArray damaged = mutate(originals.at((i / KindCount) % 2), kind, random);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        QCOMPARE(file.write(damaged), qint64(damaged.size()));
+        file.close();
+
+        const auto [crc, check] = crcAndCheck(path);
+        const QString what = QStringLiteral("m%1 (%2)").arg(i).arg(QLatin1String(KindNames[int(kind)]));
         for (const Outcome *outcome : { &crc, &check }) {
             if (outcome->exitCode == -1)
                 failures << what + QStringLiteral(": crashed");
             else if (outcome->exitCode == -2)
                 failures << what + QStringLiteral(": hung");
-            else if (sanitizerSpoke(outcome->err))
+            else if (outcome->err.contains("Sanitizer") || outcome->err.contains("runtime error:"))
                 failures << what + QStringLiteral(": ") + QString::fromUtf8(outcome->err.left(300));
         }
         if (crc.exitCode == 0) {
@@ -247,24 +185,19 @@ void tst_DamagedLibrary::mutationsLoadOrAreRefused()
         } else if (crc.exitCode >= 0) {
             failures << what + QStringLiteral(": crc exit code %1").arg(crc.exitCode);
         }
-        switch (check.exitCode) {
-        case 0:
+        if (check.exitCode == 0) {
             ++clean;
             if (check.out != "no problems\n")
                 failures << what + QStringLiteral(": check said nothing");
-            break;
-        case 1:
+        } else if (check.exitCode == 1) {
             ++problems;
             if (!check.out.contains(" problem") || check.out.count('\n') < 2)
                 failures << what + QStringLiteral(": check found problems without listing them");
-            break;
-        case 2:
+        } else if (check.exitCode == 2) {
             if (check.err.count('\n') != 1)
                 failures << what + QStringLiteral(": check error not one line");
-            break;
-        default:
-            if (check.exitCode >= 0)
-                failures << what + QStringLiteral(": check exit code %1").arg(check.exitCode);
+        } else if (check.exitCode >= 0) {
+            failures << what + QStringLiteral(": check exit code %1").arg(check.exitCode);
         }
     }
     qInfo("%d mutations: %d loaded (whole or in part), %d refused; check: %d clean, %d with problems, %d unreadable",
