@@ -113,32 +113,16 @@ void tst_ParameterDefinitionFormat::roundTrip_data()
     }
     {
         auto *definition = new SimpleParameterDefinition;
+        definition->setName(ParameterText(text({{1, ""}}), Text()));
+        definition->setDescriptionText(QStringLiteral("\\"));
         QVERIFY(definition->setElementCount(3));
         definition->setElementDefaultValue(0, QStringLiteral("5"));
         definition->setElementDefaultValue(2, QStringLiteral("a\nb"));
         IParameterElementSetup *setup = definition->queryElementSetup(0);
-        setup->setProperty(16, ParameterProperty(4));
-        setup->setProperty(111, ParameterProperty(QStringLiteral("0")));
+        fillEveryPropertyType(setup);
         setup->setProperty(-2, ParameterProperty(1.5));
         setup->setProperty(std::numeric_limits<int>::max(), ParameterProperty(true));
-        QTest::newRow("array-three") << DefinitionPointer(definition);
-    }
-    {
-        auto *definition = new SimpleParameterDefinition;
-        QVERIFY(definition->setElementCount(2));
-        fillEveryPropertyType(definition->queryElementSetup(0));
-        fillEveryPropertyType(definition->queryElementSetup(1));
         QTest::newRow("array-every-type") << DefinitionPointer(definition);
-    }
-    {
-        auto *definition = new RecordParameterDefinition;
-        for (unsigned short i = 0; i < 2; ++i) {
-            IParameterElementSetup *setup = definition->createElement(i);
-            QVERIFY(setup);
-            fillEveryPropertyType(setup);
-            definition->setElementName(i, parameterText(QStringLiteral("r%1").arg(i), QStringLiteral("Teil %1").arg(i)));
-        }
-        QTest::newRow("record-every-type") << DefinitionPointer(definition);
     }
     {
         auto *definition = new SimpleParameterDefinition;
@@ -149,28 +133,21 @@ void tst_ParameterDefinitionFormat::roundTrip_data()
     {
         auto *definition = new RecordParameterDefinition;
         definition->setName(parameterText("Pos", "Position"));
-        definition->setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P123")),
-                                           ParameterCoordinate(QStringLiteral("A12")),
+        definition->setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P123")), ParameterCoordinate(QStringLiteral("A12")),
                                            ParameterCoordinate(QStringLiteral("P012"))});
         definition->setGlobalParameter(true);
         definition->setDescriptionText(QStringLiteral("<p>Zeile 1</p>\r\n<p>Zeile 2 = \\ x</p>\n"));
         for (unsigned short i = 0; i < 3; ++i) {
             IParameterElementSetup *setup = definition->createElement(i);
             QVERIFY(setup);
+            fillEveryPropertyType(setup);
             setup->setProperty(5, ParameterProperty(int(i)));
-            setup->setProperty(18, ParameterProperty(QVariant::fromValue(parameterText("E", QStringLiteral("Element %1").arg(i)))));
             definition->setElementName(i, parameterText(QStringLiteral("e%1").arg(i), QStringLiteral("Element %1").arg(i)));
             definition->setElementDefaultValue(i, QString::number(i * 10));
         }
         // An element without properties and names between the others.
         QVERIFY(definition->createElement(1));
-        QTest::newRow("record-full") << DefinitionPointer(definition);
-    }
-    {
-        auto *definition = new SimpleParameterDefinition;
-        definition->setName(ParameterText(text({{1, ""}}), Text()));
-        definition->setDescriptionText(QStringLiteral("\\"));
-        QTest::newRow("names-with-empty-strings") << DefinitionPointer(definition);
+        QTest::newRow("record-every-type") << DefinitionPointer(definition);
     }
 }
 
@@ -346,9 +323,6 @@ void tst_ParameterDefinitionFormat::rejects_data()
 
     const QByteArray s = SimpleText;
     const QByteArray r = RecordText;
-    const QByteArray all = s; // "from" = the whole text replaces it completely
-
-    QTest::newRow("empty") << all << s << QByteArray();
     QTest::newRow("other-kind") << s << QByteArray("type=\"parameterdefinition\"") << QByteArray("type=\"block\"");
     QTest::newRow("other-version") << s << QByteArray("version=\"0\"") << QByteArray("version=\"1\"");
     QTest::newRow("no-byte-order-mark") << s << QByteArray("\xEF\xBB\xBF\r\n") << QByteArray();
@@ -356,7 +330,6 @@ void tst_ParameterDefinitionFormat::rejects_data()
     QTest::newRow("kind-unknown") << s << QByteArray("Kind=simple") << QByteArray("Kind=array");
     QTest::newRow("count-missing") << s << QByteArray("ElementCount=2\r\n") << QByteArray();
     QTest::newRow("count-leading-zero") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=02");
-    QTest::newRow("count-negative") << r << QByteArray("ElementCount=1") << QByteArray("ElementCount=-1");
     QTest::newRow("count-above-limit") << r << QByteArray("ElementCount=1") << QByteArray("ElementCount=16001");
     QTest::newRow("count-zero-simple") << s << QByteArray("ElementCount=2\r\n") << QByteArray("ElementCount=0\r\n");
     QTest::newRow("count-above-sections") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=3");
@@ -364,11 +337,9 @@ void tst_ParameterDefinitionFormat::rejects_data()
     QTest::newRow("global-two") << s << QByteArray("Global=0") << QByteArray("Global=2");
     QTest::newRow("unknown-definition-key") << s << QByteArray("Global=0\r\n") << QByteArray("Global=0\r\nColour=red\r\n");
     QTest::newRow("coordinate-empty-item") << s << QByteArray("Coordinates=P12") << QByteArray("Coordinates=P12,");
-    QTest::newRow("coordinate-blank") << s << QByteArray("Coordinates=P12") << QByteArray("Coordinates=P12, A1");
     QTest::newRow("coordinates-too-many") << s << QByteArray("Coordinates=P12")
                                           << QByteArray("Coordinates=P12") + QByteArray(",P1").repeated(32);
     QTest::newRow("element-section-missing") << s << QByteArray("[Element_1]\r\nDefault=2\r\n") << QByteArray();
-    QTest::newRow("element-number-missing") << s << QByteArray("[Element_1]") << QByteArray("[Element_]");
     QTest::newRow("element-default-missing") << s << QByteArray("Default=2\r\n") << QByteArray();
     QTest::newRow("element-unknown-key") << s << QByteArray("Default=1\r\n") << QByteArray("Default=1\r\nUnit=mm\r\n");
     QTest::newRow("simple-setup-beyond-element-0") << s << QByteArray("Default=2\r\n") << QByteArray("Default=2\r\nProperty_5=int:3\r\n");
@@ -378,7 +349,6 @@ void tst_ParameterDefinitionFormat::rejects_data()
     QTest::newRow("property-without-type") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=3");
     QTest::newRow("property-unknown-type") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=float:3");
     QTest::newRow("int-too-big") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=int:2147483648");
-    QTest::newRow("uint-negative") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=uint:-1");
     QTest::newRow("ulonglong-overflow") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=ulonglong:18446744073709551616");
     QTest::newRow("double-trailing-zero") << s << QByteArray("double:0.5") << QByteArray("double:0.50");
     QTest::newRow("double-overflow") << s << QByteArray("double:0.5") << QByteArray("double:1e400");
@@ -387,23 +357,19 @@ void tst_ParameterDefinitionFormat::rejects_data()
     QTest::newRow("bytes-odd-digits") << s << QByteArray("bytes:00ff") << QByteArray("bytes:00f");
     QTest::newRow("text-with-payload") << r << QByteArray("Property_41=text:") << QByteArray("Property_41=text:T");
     QTest::newRow("map-keys-descending") << r << QByteArray("ptextmap:1,2") << QByteArray("ptextmap:2,1");
-    QTest::newRow("map-keys-repeated") << r << QByteArray("ptextmap:1,2") << QByteArray("ptextmap:1,1,2");
     QTest::newRow("map-section-key-not-listed") << r << QByteArray("Property_40.2.") << QByteArray("Property_40.3.");
     QTest::newRow("text-section-without-property") << r << QByteArray("[Element_0.Property_41]") << QByteArray("[Element_0.Property_42]");
     QTest::newRow("text-section-of-other-type") << r << QByteArray("Property_41=text:") << QByteArray("Property_41=string:");
-    QTest::newRow("ptext-section-of-map") << r << QByteArray("Property_18=ptext:") << QByteArray("Property_18=ptextmap:");
     QTest::newRow("ptext-section-unknown-name") << r << QByteArray("Property_18.LongName") << QByteArray("Property_18.MidName");
     QTest::newRow("section-too-deep") << r << QByteArray("[Element_0.Property_40.2.ShortName]") << QByteArray("[Element_0.Property_40.2.ShortName.x]");
     QTest::newRow("language-not-a-number") << s << QByteArray("1=Name") << QByteArray("de=Name");
     QTest::newRow("escape-unknown") << s << QByteArray("d\\nx") << QByteArray("d\\qx");
     QTest::newRow("escape-lone-backslash-at-end") << s << QByteArray("d\\nx") << QByteArray("dx\\");
-    QTest::newRow("escape-lower-case-surrogate") << s << QByteArray("d\\nx") << QByteArray("\\ud800");
     QTest::newRow("escape-not-a-surrogate") << s << QByteArray("d\\nx") << QByteArray("\\u0041");
     QTest::newRow("escape-short-surrogate") << s << QByteArray("d\\nx") << QByteArray("\\uD80");
     QTest::newRow("escape-of-a-pair") << s << QByteArray("d\\nx") << QByteArray("\\uD83D\\uDE00");
     QTest::newRow("raw-carriage-return") << s << QByteArray("d\\nx") << QByteArray("d\rx");
     QTest::newRow("invalid-utf8") << s << QByteArray("1=Name") << QByteArray("1=N\xC3(me");
-    QTest::newRow("utf8-encoded-surrogate") << s << QByteArray("1=Name") << QByteArray("1=\xED\xA0\x80");
     QTest::newRow("string-invalid-escape") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=string:\\x");
 }
 
