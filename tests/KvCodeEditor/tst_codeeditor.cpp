@@ -73,8 +73,6 @@ void CodeEditorTest::subWindowEditorOwnership()
     QPointer<QWidget> second = new QWidget;
     {
         LibraryBlockDefinitionSubWindow window;
-        window.setWindowTitle(QStringLiteral("Baustein V0"));
-        QCOMPARE(window.editor(), nullptr);
         window.setEditor(first);
         QCOMPARE(window.editor(), first.data());
         QCOMPARE(first->parentWidget(), &window);
@@ -98,8 +96,7 @@ void CodeEditorTest::subWindowCodeIsWeak()
     delete code;
     QCOMPARE(window.blockCode(), nullptr);
 
-    // The window must not delete the code: a double delete of this stack object would
-    // crash (and is reported by the sanitizer build).
+    // The window must not delete the code: a double delete of this stack object would crash.
     auto *closing = new LibraryBlockDefinitionSubWindow;
     BlockCode kept;
     QSignalSpy spy(&kept, &BlockCode::changed);

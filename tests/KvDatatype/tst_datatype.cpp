@@ -10,12 +10,7 @@ class DatatypeTest : public QObject
 private Q_SLOTS:
     void stableCodes_data();
     void stableCodes();
-    void listIsDenseAndOrdered();
-    void undefinedCodeYieldsUnknown_data();
-    void undefinedCodeYieldsUnknown();
-    void byShortName_data();
-    void byShortName();
-    void pinTypes();
+    void lookups();
 };
 
 void DatatypeTest::stableCodes_data()
@@ -27,10 +22,8 @@ void DatatypeTest::stableCodes_data()
     QTest::addColumn<unsigned int>("size");
 
     // Codes are stored in files: a row of this table must never change.
-    const auto row = [](int code, const char *shortName, const char *name, eSimpleTypeKind kind,
-                        unsigned int size) {
-        QTest::newRow(shortName) << code << QString::fromUtf8(shortName) << QString::fromUtf8(name)
-                                 << int(kind) << size;
+    const auto row = [](int code, const char *shortName, const char *name, eSimpleTypeKind kind, unsigned int size) {
+        QTest::newRow(shortName) << code << QString::fromUtf8(shortName) << QString::fromUtf8(name) << int(kind) << size;
     };
     row(0, "?", "Unbekannt", eSimpleTypeKindUnknown, 0);
     row(1, "BOOL", "Boolescher Wert", eSimpleTypeKindBoolean, 1);
@@ -73,67 +66,23 @@ void DatatypeTest::stableCodes()
     QCOMPARE(type.name(), name);
     QCOMPARE(int(type.kind()), kind);
     QCOMPARE(type.size(), size);
+    QCOMPARE(int(provider->simpleTypeList().at(code).code()), code); // the list is dense and in code order
 }
 
-void DatatypeTest::listIsDenseAndOrdered()
+void DatatypeTest::lookups()
 {
-    const QList<SimpleType> types = DatatypeProvider::instance()->simpleTypeList();
-    QCOMPARE(types.size(), 23);
-    for (qsizetype i = 0; i < types.size(); ++i)
-        QCOMPARE(int(types.at(i).code()), int(i));
-}
-
-void DatatypeTest::undefinedCodeYieldsUnknown_data()
-{
-    QTest::addColumn<int>("code");
-    QTest::newRow("first-undefined") << 23;
-    QTest::newRow("highest") << 255;
-}
-
-void DatatypeTest::undefinedCodeYieldsUnknown()
-{
-    QFETCH(int, code);
     const DatatypeProvider *provider = DatatypeProvider::instance();
-    QVERIFY(!provider->contains(tSimpleType(code)));
-    const SimpleType type = provider->simpleType(tSimpleType(code));
-    QCOMPARE(int(type.code()), 0);
-    QCOMPARE(type.shortName(), QStringLiteral("?"));
-}
-
-void DatatypeTest::byShortName_data()
-{
-    QTest::addColumn<QString>("shortName");
-    QTest::addColumn<int>("code");
-
-    QTest::newRow("exact") << "UDINT" << 7;
-    QTest::newRow("lower-case") << "lreal" << 15;
-    QTest::newRow("underscores") << "Time_Of_Day" << 20;
-    QTest::newRow("unknown") << "FLOAT" << 0;
-    QTest::newRow("empty") << "" << 0;
-}
-
-void DatatypeTest::byShortName()
-{
-    QFETCH(QString, shortName);
-    QFETCH(int, code);
-    QCOMPARE(int(DatatypeProvider::instance()->simpleTypeByShortName(shortName).code()), code);
-}
-
-void DatatypeTest::pinTypes()
-{
-    // The filter a pin editor applies: scalar kinds with a fixed size, without the address.
-    QList<int> offered;
-    QList<int> scalarWithSize;
-    for (const SimpleType &type : DatatypeProvider::instance()->simpleTypeList()) {
-        if (type.kind() < eSimpleTypeKindString && type.size() != 0) {
-            scalarWithSize << type.code();
-            if (type.code() != eSimpleTypeAddress)
-                offered << type.code();
-        }
+    QCOMPARE(provider->simpleTypeList().size(), 23);
+    // Undefined codes yield the unknown type.
+    for (int code : {23, 255}) {
+        QVERIFY(!provider->contains(tSimpleType(code)));
+        QCOMPARE(provider->simpleType(tSimpleType(code)).shortName(), QStringLiteral("?"));
     }
-    QCOMPARE(offered, (QList<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 19, 20, 21}));
-    // Kind and size alone would let the address through; the explicit exclusion is needed.
-    QVERIFY(scalarWithSize.contains(eSimpleTypeAddress));
+    // Short names match regardless of case; unknown names yield the unknown type.
+    QCOMPARE(int(provider->simpleTypeByShortName(QStringLiteral("lreal")).code()), 15);
+    QCOMPARE(int(provider->simpleTypeByShortName(QStringLiteral("Time_Of_Day")).code()), 20);
+    QCOMPARE(int(provider->simpleTypeByShortName(QStringLiteral("FLOAT")).code()), 0);
+    QCOMPARE(int(provider->simpleTypeByShortName(QString()).code()), 0);
 }
 
 QTEST_GUILESS_MAIN(DatatypeTest)

@@ -43,9 +43,7 @@ class TextTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
     void cleanup();
-
     void modes_data();
     void modes();
     void lookup_data();
@@ -53,25 +51,16 @@ private Q_SLOTS:
     void currentLanguage();
     void equality_data();
     void equality();
-    void convertToMonolingual_data();
-    void convertToMonolingual();
-    void convertToMultilingual_data();
-    void convertToMultilingual();
+    void convert_data();
+    void convert();
     void convertToMultilingualFollowsLanguageList();
     void copiesAreIndependent();
     void metaTypeRoundTrip();
     void dataStreamRoundTrip();
     void damagedStreamLeavesTextUnchanged();
-
-    void parameterTextConversion();
-    void parameterTextEqualityAndStream();
+    void parameterText();
     void parameterTextMap();
 };
-
-void TextTest::init()
-{
-    LanguageManager::instance()->setCurrentLanguage(1);
-}
 
 void TextTest::cleanup()
 {
@@ -85,33 +74,24 @@ void TextTest::cleanup()
 void TextTest::modes_data()
 {
     QTest::addColumn<Text>("text");
-    QTest::addColumn<bool>("empty");
-    QTest::addColumn<bool>("monolingual");
-    QTest::addColumn<bool>("multilingual");
+    QTest::addColumn<QString>("mode");
     QTest::addColumn<QList<int>>("languages");
 
-    QTest::newRow("default") << Text() << true << false << false << QList<int>();
-    QTest::newRow("empty-string-language-1") << makeText({{1, ""}}) << false << true << false
-                                             << QList<int>{1};
-    QTest::newRow("null-string-language-1") << Text(1, QString()) << false << true << false
-                                            << QList<int>{1};
-    QTest::newRow("two-languages") << makeText({{2, "B"}, {1, "A"}}) << false << false << true
-                                   << QList<int>{1, 2};
-    QTest::newRow("unlisted-languages-ascending") << makeText({{9, "X"}, {-4, "Y"}, {3, "Z"}})
-                                                  << false << false << true << QList<int>{-4, 3, 9};
+    QTest::newRow("default") << Text() << "empty" << QList<int>();
+    QTest::newRow("empty-string") << makeText({{1, ""}}) << "mono" << QList<int>{1};
+    QTest::newRow("null-string") << Text(1, QString()) << "mono" << QList<int>{1};
+    QTest::newRow("unlisted-languages-ascending") << makeText({{9, "X"}, {-4, "Y"}, {3, "Z"}}) << "multi" << QList<int>{-4, 3, 9};
 }
 
 void TextTest::modes()
 {
     QFETCH(Text, text);
-    QFETCH(bool, empty);
-    QFETCH(bool, monolingual);
-    QFETCH(bool, multilingual);
+    QFETCH(QString, mode);
     QFETCH(QList<int>, languages);
 
-    QCOMPARE(text.isEmpty(), empty);
-    QCOMPARE(text.isMonolingual(), monolingual);
-    QCOMPARE(text.isMultilingual(), multilingual);
+    QCOMPARE(text.isEmpty(), mode == QLatin1String("empty"));
+    QCOMPARE(text.isMonolingual(), mode == QLatin1String("mono"));
+    QCOMPARE(text.isMultilingual(), mode == QLatin1String("multi"));
     QCOMPARE(text.textLanguages(), languages);
 }
 
@@ -122,17 +102,13 @@ void TextTest::lookup_data()
     QTest::addColumn<QString>("expected");
     QTest::addColumn<bool>("stored");
 
-    QTest::newRow("empty-text") << Text() << 1 << QString() << false;
+    // Fallback language 1.
     QTest::newRow("monolingual-own-language") << Text(2, "Motor") << 2 << "Motor" << true;
     QTest::newRow("monolingual-other-language") << Text(2, "Motor") << 3 << "Motor" << false;
-    QTest::newRow("multilingual-exact") << makeText({{1, "Achse"}, {2, "Axis"}}) << 2 << "Axis"
-                                        << true;
-    QTest::newRow("multilingual-missing-uses-fallback")
-        << makeText({{1, "Achse"}, {2, "Axis"}}) << 3 << "Achse" << false;
-    QTest::newRow("multilingual-missing-fallback-uses-lowest")
-        << makeText({{3, "Axe"}, {2, "Axis"}}) << 5 << "Axis" << false;
-    QTest::newRow("stored-empty-string-wins-over-fallback")
-        << makeText({{1, "Achse"}, {2, ""}}) << 2 << "" << true;
+    QTest::newRow("multilingual-exact") << makeText({{1, "Achse"}, {2, "Axis"}}) << 2 << "Axis" << true;
+    QTest::newRow("missing-uses-fallback") << makeText({{1, "Achse"}, {2, "Axis"}}) << 3 << "Achse" << false;
+    QTest::newRow("missing-fallback-uses-lowest") << makeText({{3, "Axe"}, {2, "Axis"}}) << 5 << "Axis" << false;
+    QTest::newRow("stored-empty-string-wins") << makeText({{1, "Achse"}, {2, ""}}) << 2 << "" << true;
 }
 
 void TextTest::lookup()
@@ -163,14 +139,11 @@ void TextTest::equality_data()
     QTest::addColumn<Text>("right");
     QTest::addColumn<bool>("equal");
 
-    QTest::newRow("both-default") << Text() << Text() << true;
     QTest::newRow("null-and-empty-string") << Text(1, QString()) << Text(1, "") << true;
     QTest::newRow("default-and-empty-string") << Text() << Text(1, "") << false;
-    QTest::newRow("insertion-order-irrelevant") << makeText({{1, "A"}, {2, "B"}})
-                                                << makeText({{2, "B"}, {1, "A"}}) << true;
-    QTest::newRow("same-string-other-language") << Text(1, "A") << Text(2, "A") << false;
+    QTest::newRow("insertion-order") << makeText({{1, "A"}, {2, "B"}}) << makeText({{2, "B"}, {1, "A"}}) << true;
+    QTest::newRow("other-language") << Text(1, "A") << Text(2, "A") << false;
     QTest::newRow("extra-language") << makeText({{1, "A"}, {2, "A"}}) << Text(1, "A") << false;
-    QTest::newRow("case-differs") << Text(1, "a") << Text(1, "A") << false;
 }
 
 void TextTest::equality()
@@ -184,62 +157,38 @@ void TextTest::equality()
     QCOMPARE(left != right, !equal);
 }
 
-void TextTest::convertToMonolingual_data()
+void TextTest::convert_data()
 {
     QTest::addColumn<Text>("text");
-    QTest::addColumn<int>("language");
+    QTest::addColumn<int>("language"); // 0: to multilingual
     QTest::addColumn<Text>("expected");
 
-    QTest::newRow("empty-becomes-empty-string") << Text() << 1 << Text(1, "");
-    QTest::newRow("monolingual-same-language") << Text(1, "A") << 1 << Text(1, "A");
-    QTest::newRow("monolingual-moves-language") << Text(1, "A") << 2 << Text(2, "A");
-    QTest::newRow("multilingual-keeps-chosen") << makeText({{1, "A"}, {2, "B"}, {3, "C"}}) << 2
-                                               << Text(2, "B");
-    QTest::newRow("multilingual-missing-takes-fallback") << makeText({{1, "A"}, {2, "B"}}) << 3
-                                                         << Text(3, "A");
-    QTest::newRow("multilingual-missing-takes-lowest") << makeText({{3, "C"}, {2, "B"}}) << 4
-                                                       << Text(4, "B");
-    QTest::newRow("chosen-empty-string-kept") << makeText({{1, "A"}, {2, ""}}) << 2 << Text(2, "");
+    // Languages 1, 2, 3; fallback 1.
+    QTest::newRow("mono-empty-becomes-empty-string") << Text() << 1 << Text(1, "");
+    QTest::newRow("mono-moves-language") << Text(1, "A") << 2 << Text(2, "A");
+    QTest::newRow("mono-keeps-chosen") << makeText({{1, "A"}, {2, "B"}, {3, "C"}}) << 2 << Text(2, "B");
+    QTest::newRow("mono-missing-takes-fallback") << makeText({{1, "A"}, {2, "B"}}) << 3 << Text(3, "A");
+    QTest::newRow("mono-missing-takes-lowest") << makeText({{3, "C"}, {2, "B"}}) << 4 << Text(4, "B");
+    QTest::newRow("mono-chosen-empty-string-kept") << makeText({{1, "A"}, {2, ""}}) << 2 << Text(2, "");
+    QTest::newRow("multi-empty-gets-empty-strings") << Text() << 0 << makeText({{1, ""}, {2, ""}, {3, ""}});
+    QTest::newRow("multi-monolingual-copied") << Text(1, "A") << 0 << makeText({{1, "A"}, {2, "A"}, {3, "A"}});
+    QTest::newRow("multi-gap-from-fallback") << makeText({{1, "A"}, {3, "C"}}) << 0 << makeText({{1, "A"}, {2, "A"}, {3, "C"}});
+    QTest::newRow("multi-gap-from-lowest") << makeText({{3, "C"}, {2, "B"}}) << 0 << makeText({{1, "B"}, {2, "B"}, {3, "C"}});
+    QTest::newRow("multi-unlisted-kept") << makeText({{1, "A"}, {9, "X"}}) << 0 << makeText({{1, "A"}, {2, "A"}, {3, "A"}, {9, "X"}});
 }
 
-void TextTest::convertToMonolingual()
+void TextTest::convert()
 {
     QFETCH(Text, text);
     QFETCH(int, language);
     QFETCH(Text, expected);
 
-    text.convertToMonolingual(language);
+    if (language)
+        text.convertToMonolingual(language);
+    else
+        text.convertToMultilingual();
     QCOMPARE(text, expected);
-    QVERIFY(text.isMonolingual());
-}
-
-void TextTest::convertToMultilingual_data()
-{
-    QTest::addColumn<Text>("text");
-    QTest::addColumn<Text>("expected");
-
-    QTest::newRow("empty-gets-empty-strings") << Text() << makeText({{1, ""}, {2, ""}, {3, ""}});
-    QTest::newRow("monolingual-copied") << Text(1, "A") << makeText({{1, "A"}, {2, "A"}, {3, "A"}});
-    QTest::newRow("monolingual-other-language-copied")
-        << Text(2, "B") << makeText({{1, "B"}, {2, "B"}, {3, "B"}});
-    QTest::newRow("gap-filled-from-fallback") << makeText({{1, "A"}, {3, "C"}})
-                                              << makeText({{1, "A"}, {2, "A"}, {3, "C"}});
-    QTest::newRow("gap-filled-from-lowest-without-fallback")
-        << makeText({{3, "C"}, {2, "B"}}) << makeText({{1, "B"}, {2, "B"}, {3, "C"}});
-    QTest::newRow("unlisted-language-kept") << makeText({{1, "A"}, {9, "X"}})
-                                            << makeText({{1, "A"}, {2, "A"}, {3, "A"}, {9, "X"}});
-    QTest::newRow("complete-unchanged") << makeText({{1, "A"}, {2, "B"}, {3, "C"}})
-                                        << makeText({{1, "A"}, {2, "B"}, {3, "C"}});
-}
-
-void TextTest::convertToMultilingual()
-{
-    QFETCH(Text, text);
-    QFETCH(Text, expected);
-
-    text.convertToMultilingual();
-    QCOMPARE(text, expected);
-    QVERIFY(text.isMultilingual());
+    QCOMPARE(text.isMonolingual(), language != 0);
 }
 
 void TextTest::convertToMultilingualFollowsLanguageList()
@@ -265,62 +214,50 @@ void TextTest::copiesAreIndependent()
     copy.convertToMonolingual(2);
     QCOMPARE(original, makeText({{1, "A"}, {2, "B"}}));
     QCOMPARE(copy, Text(2, "B"));
-
-    Text assigned;
-    assigned = original;
+    copy = original;
     original.removeAll();
-    QCOMPARE(assigned.textLanguages(), (QList<int>{1, 2}));
+    QCOMPARE(copy.textLanguages(), (QList<int>{1, 2}));
     QVERIFY(original.isEmpty());
 }
 
 void TextTest::metaTypeRoundTrip()
 {
+    // Registered by name, as QSettings and drag payloads need, and equal by content.
     const QMetaType byName = QMetaType::fromName("Text");
-    QVERIFY(byName.isValid());
     QCOMPARE(byName, QMetaType::fromType<Text>());
-
+    QVERIFY(QMetaType::fromName("ParameterText").isValid());
+    QVERIFY(QMetaType::fromName("ParameterTextMap").isValid());
     const Text text = makeText({{1, "Achse"}, {2, "Axis"}});
     const QVariant variant = QVariant::fromValue(text);
-    QCOMPARE(variant.metaType(), byName);
-    QCOMPARE(variant.value<Text>(), text);
     QVERIFY(variant == QVariant::fromValue(makeText({{2, "Axis"}, {1, "Achse"}})));
     QVERIFY(variant != QVariant::fromValue(Text(1, "Achse")));
 
-    // A variant serialised and read back, as QSettings or a drag payload would do.
-    QByteArray bytes;
-    {
-        QDataStream out(&bytes, QIODevice::WriteOnly);
-        out << variant;
-        QCOMPARE(out.status(), QDataStream::Ok);
-    }
-    QDataStream in(bytes);
     QVariant read;
-    in >> read;
-    QCOMPARE(in.status(), QDataStream::Ok);
+    QCOMPARE(fromBytes(toBytes(variant), read), QDataStream::Ok);
     QCOMPARE(read.metaType(), byName);
     QCOMPARE(read.value<Text>(), text);
-
-    const QVariant pair = QVariant::fromValue(ParameterText(Text(1, "Kurz"), Text(1, "Lang")));
-    QCOMPARE(pair.metaType(), QMetaType::fromName("ParameterText"));
-    QVERIFY(QMetaType::fromName("ParameterTextMap").isValid());
 }
 
 void TextTest::dataStreamRoundTrip()
 {
-    const QList<Text> texts = {Text(), Text(1, QString()), makeText({{-1, "minus"}, {3, "drei"}}),
-                               makeText({{1, "Ä ö ü ß"}, {2, "€"}})};
-    for (const Text &text : texts) {
+    for (const Text &text : {Text(), Text(1, QString()), makeText({{-1, "minus"}, {3, "drei"}}),
+                             makeText({{1, "Ä ö ü ß"}, {2, "€"}})}) {
         Text read(5, "overwritten");
         QCOMPARE(fromBytes(toBytes(text), read), QDataStream::Ok);
         QCOMPARE(read, text);
     }
+    ParameterTextMap map;
+    map.insert(-1, ParameterText(Text(1, "K"), Text(1, "Lang")));
+    map.insert(0xFFFFFFFFll, ParameterText(Text(), Text(1, "Alle Bits")));
+    ParameterTextMap readMap;
+    QCOMPARE(fromBytes(toBytes(map), readMap), QDataStream::Ok);
+    QCOMPARE(readMap, map);
 }
 
 void TextTest::damagedStreamLeavesTextUnchanged()
 {
     QByteArray bytes = toBytes(makeText({{1, "Achse"}, {2, "Axis"}}));
     bytes.chop(3);
-
     Text target(7, "keep");
     QCOMPARE(fromBytes(bytes, target), QDataStream::ReadPastEnd);
     QCOMPARE(target, Text(7, "keep"));
@@ -335,22 +272,18 @@ void TextTest::damagedStreamLeavesTextUnchanged()
     QCOMPARE(target, Text(7, "keep"));
 }
 
-void TextTest::parameterTextConversion()
+void TextTest::parameterText()
 {
-    ParameterText text(makeText({{1, "Gesch"}, {2, "Speed"}}),
-                       makeText({{1, "Geschwindigkeit"}, {2, "Speed"}}));
-    QCOMPARE(text.shortText(1), QStringLiteral("Gesch"));
+    ParameterText text(makeText({{1, "Gesch"}, {2, "Speed"}}), makeText({{1, "Geschwindigkeit"}, {2, "Speed"}}));
     QCOMPARE(text.longText(3), QStringLiteral("Geschwindigkeit"));
-
     text.convertToMonolingual(2);
-    QCOMPARE(text.multilingualShortText(), Text(2, "Speed"));
-    QCOMPARE(text.multilingualLongText(), Text(2, "Speed"));
-
+    QCOMPARE(text, ParameterText(Text(2, "Speed"), Text(2, "Speed")));
     text.setLongText(2, "Velocity");
     text.convertToMultilingual();
-    QCOMPARE(text.multilingualShortText(), makeText({{1, "Speed"}, {2, "Speed"}, {3, "Speed"}}));
-    QCOMPARE(text.multilingualLongText(),
-             makeText({{1, "Velocity"}, {2, "Velocity"}, {3, "Velocity"}}));
+    QCOMPARE(text, ParameterText(makeText({{1, "Speed"}, {2, "Speed"}, {3, "Speed"}}),
+                                 makeText({{1, "Velocity"}, {2, "Velocity"}, {3, "Velocity"}})));
+    // Short and long texts are not interchangeable.
+    QVERIFY(ParameterText(Text(1, "x"), Text()) != ParameterText(Text(), Text(1, "x")));
 
     ParameterText empty;
     QVERIFY(empty.isEmpty());
@@ -358,51 +291,26 @@ void TextTest::parameterTextConversion()
     QVERIFY(!empty.isEmpty());
 }
 
-void TextTest::parameterTextEqualityAndStream()
-{
-    const ParameterText a(Text(1, "K"), Text(1, "Lang"));
-    ParameterText b;
-    b.setMultilingualLongText(Text(1, "Lang"));
-    QVERIFY(a != b);
-    b.setMultilingualShortText(Text(1, "K"));
-    QVERIFY(a == b);
-    QVERIFY(ParameterText(Text(1, "x"), Text()) != ParameterText(Text(), Text(1, "x")));
-
-    ParameterText read;
-    QCOMPARE(fromBytes(toBytes(a), read), QDataStream::Ok);
-    QCOMPARE(read, a);
-}
-
 void TextTest::parameterTextMap()
 {
     ParameterTextMap map;
-    QVERIFY(map.isEmpty());
     map.insert(5, ParameterText(Text(1, "F"), Text(1, "Fünf")));
     map.insert(-1, ParameterText(Text(1, "M"), Text(1, "Minus eins")));
     map.insert(0xFFFFFFFFll, ParameterText(Text(), Text(1, "Alle Bits")));
     QCOMPARE(map.keys(), (QList<qint64>{-1, 5, 0xFFFFFFFFll}));
-    QCOMPARE(map.count(), 3);
-    QCOMPARE(map.value(5).longText(1), QStringLiteral("Fünf"));
     QVERIFY(map.value(6).isEmpty());
-    QVERIFY(!map.contains(6));
 
     const ParameterTextMap before = map;
     QVERIFY(map.remove(-1));
     QVERIFY(!map.remove(-1));
-    QCOMPARE(map.count(), 2);
     QCOMPARE(before.count(), 3);
     QVERIFY(map != before);
 
     map.convertToMultilingual();
-    QCOMPARE(map.value(5).multilingualLongText(),
-             makeText({{1, "Fünf"}, {2, "Fünf"}, {3, "Fünf"}}));
+    QCOMPARE(map.value(5).multilingualLongText(), makeText({{1, "Fünf"}, {2, "Fünf"}, {3, "Fünf"}}));
     map.convertToMonolingual(3);
     QCOMPARE(map.value(5).multilingualShortText(), Text(3, "F"));
     QCOMPARE(map.value(0xFFFFFFFFll).multilingualShortText(), Text(3, ""));
-
-    ParameterTextMap read;
-    QCOMPARE(fromBytes(toBytes(before), read), QDataStream::Ok);
-    QCOMPARE(read, before);
 }
 
 QTEST_GUILESS_MAIN(TextTest)

@@ -39,7 +39,7 @@ static QString parameterTextText(const ParameterText &text)
         .arg(textText(text.multilingualShortText()), textText(text.multilingualLongText()));
 }
 
-QString propertyText(const ParameterProperty &property)
+static QString propertyText(const ParameterProperty &property)
 {
     const QVariant value = property.value();
     switch (property.type()) {

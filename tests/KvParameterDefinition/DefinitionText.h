@@ -4,7 +4,6 @@
 #include <QtCore/QStringList>
 
 class ParameterDefinition;
-class ParameterProperty;
 
 // Test helpers that print a parameter definition through its public API only, so that a
 // saver and a loader that drop the same thing cannot hide it, and one QCOMPARE shows what
@@ -19,9 +18,6 @@ namespace DefinitionText {
 // Strings are quoted with control characters and surrogates as \uXXXX; doubles show their
 // bits. Owner and version are left out: they are not content.
 QStringList lines(ParameterDefinition *definition);
-
-// The value of a property as printed by lines().
-QString propertyText(const ParameterProperty &property);
 
 } // namespace DefinitionText
 

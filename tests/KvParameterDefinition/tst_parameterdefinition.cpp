@@ -41,39 +41,41 @@ static std::unique_ptr<RecordParameterDefinition> threeElementRecord()
     return record;
 }
 
+// An array of four elements, element 2 defaulting to "two", sharing property 1 = true.
+static std::unique_ptr<SimpleParameterDefinition> fourElementArray()
+{
+    auto array = std::make_unique<SimpleParameterDefinition>();
+    array->setName(names(QStringLiteral("A"), QStringLiteral("Array")));
+    array->setVersion(3);
+    array->setElementCount(4);
+    array->setElementDefaultValue(2, QStringLiteral("two"));
+    array->queryElementSetup(0)->setProperty(1, ParameterProperty(true));
+    return array;
+}
+
 class tst_ParameterDefinition : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-
     void coordinateText_data();
     void coordinateText();
-    void coordinateFromNumber_data();
-    void coordinateFromNumber();
-
     void propertyFromVariant_data();
     void propertyFromVariant();
     void propertyNumbers_data();
     void propertyNumbers();
     void propertyEquality();
-
     void setupProperties();
-
     void simpleElementCount_data();
     void simpleElementCount();
     void recordCreateAndDelete();
-    void recordLimit();
     void defaultCoordinates();
-    void ownerIsNotOwned();
-
     void cloneIsIndependent_data();
     void cloneIsIndependent();
     void convertSimpleToRecord();
-    void convertRecordToSimple_data();
-    void convertRecordToSimple();
-    void convertArrayToSimple();
+    void convertToSimple_data();
+    void convertToSimple();
 };
 
 void tst_ParameterDefinition::initTestCase()
@@ -85,70 +87,31 @@ void tst_ParameterDefinition::initTestCase()
 void tst_ParameterDefinition::coordinateText_data()
 {
     QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("valid");
     QTest::addColumn<QChar>("area");
-    QTest::addColumn<uint>("number");
+    QTest::addColumn<uint>("number"); // area null: invalid
 
-    QTest::newRow("P123") << "P123" << true << QChar('P') << 123u;
-    QTest::newRow("A12") << "A12" << true << QChar('A') << 12u;
-    QTest::newRow("one-digit") << "Z0" << true << QChar('Z') << 0u;
-    QTest::newRow("five-digits") << "P99999" << true << QChar('P') << 99999u;
-    QTest::newRow("leading-zero-kept") << "P012" << true << QChar('P') << 12u;
-    QTest::newRow("empty") << "" << false << QChar() << 0u;
-    QTest::newRow("letter-only") << "P" << false << QChar() << 0u;
-    QTest::newRow("digits-only") << "123" << false << QChar() << 0u;
-    QTest::newRow("lower-case") << "p12" << false << QChar() << 0u;
-    QTest::newRow("two-letters") << "PP12" << false << QChar() << 0u;
-    QTest::newRow("six-digits") << "P123456" << false << QChar() << 0u;
-    QTest::newRow("leading-blank") << " P12" << false << QChar() << 0u;
-    QTest::newRow("trailing-blank") << "P12 " << false << QChar() << 0u;
-    QTest::newRow("sign") << "P-12" << false << QChar() << 0u;
-    QTest::newRow("plus") << "P+12" << false << QChar() << 0u;
-    QTest::newRow("umlaut") << QStringLiteral("Ä12") << false << QChar() << 0u;
-    QTest::newRow("fullwidth-digits") << QStringLiteral("P\uFF11\uFF12") << false << QChar() << 0u;
-    QTest::newRow("arabic-indic-digits") << QStringLiteral("P\u0661\u0662") << false << QChar() << 0u;
-    QTest::newRow("index-suffix") << "P12[1]" << false << QChar() << 0u;
+    QTest::newRow("P123") << "P123" << QChar('P') << 123u;
+    QTest::newRow("one-digit") << "Z0" << QChar('Z') << 0u;
+    QTest::newRow("five-digits") << "P99999" << QChar('P') << 99999u;
+    QTest::newRow("leading-zero-kept") << "P012" << QChar('P') << 12u;
+    for (const char *invalid : {"", "P", "123", "p12", "PP12", "P123456", "P12 ", "P-12", "P12[1]"})
+        QTest::addRow("invalid \"%s\"", invalid) << invalid << QChar() << 0u;
+    QTest::newRow("umlaut") << QStringLiteral("Ä12") << QChar() << 0u;
+    QTest::newRow("fullwidth-digits") << QStringLiteral("P\uFF11\uFF12") << QChar() << 0u;
 }
 
 void tst_ParameterDefinition::coordinateText()
 {
     QFETCH(QString, text);
-    QFETCH(bool, valid);
     QFETCH(QChar, area);
     QFETCH(uint, number);
 
     const ParameterCoordinate coordinate(text);
-    QCOMPARE(coordinate.isValid(), valid);
+    QCOMPARE(coordinate.isValid(), !area.isNull());
     QCOMPARE(coordinate.area(), area);
     QCOMPARE(coordinate.number(), number);
-    QCOMPARE(coordinate.toText(), valid ? text : QString());
+    QCOMPARE(coordinate.toText(), area.isNull() ? QString() : text);
     QCOMPARE(ParameterCoordinate::fromText(text), coordinate);
-}
-
-void tst_ParameterDefinition::coordinateFromNumber_data()
-{
-    QTest::addColumn<QChar>("area");
-    QTest::addColumn<uint>("number");
-    QTest::addColumn<QString>("text");
-
-    QTest::newRow("P12") << QChar('P') << 12u << "P12";
-    QTest::newRow("zero") << QChar('A') << 0u << "A0";
-    QTest::newRow("largest") << QChar('Z') << 99999u << "Z99999";
-    QTest::newRow("too-large") << QChar('P') << 100000u << "";
-    QTest::newRow("lower-case-area") << QChar('p') << 12u << "";
-    QTest::newRow("digit-area") << QChar('1') << 12u << "";
-}
-
-void tst_ParameterDefinition::coordinateFromNumber()
-{
-    QFETCH(QChar, area);
-    QFETCH(uint, number);
-    QFETCH(QString, text);
-
-    const ParameterCoordinate coordinate(area, number);
-    QCOMPARE(coordinate.toText(), text);
-    QCOMPARE(coordinate.isValid(), !text.isEmpty());
-    QCOMPARE(coordinate, ParameterCoordinate(text));
 }
 
 void tst_ParameterDefinition::propertyFromVariant_data()
@@ -158,20 +121,12 @@ void tst_ParameterDefinition::propertyFromVariant_data()
     QTest::addColumn<QString>("string");
 
     using P = ParameterProperty;
-    QTest::newRow("invalid") << QVariant() << int(P::eTypeInvalid) << "";
-    QTest::newRow("bool-true") << QVariant(true) << int(P::eTypeBool) << "1";
-    QTest::newRow("bool-false") << QVariant(false) << int(P::eTypeBool) << "0";
-    QTest::newRow("int") << QVariant(-5) << int(P::eTypeInt) << "-5";
     QTest::newRow("short") << QVariant::fromValue(short(-7)) << int(P::eTypeInt) << "-7";
     QTest::newRow("uchar") << QVariant::fromValue(uchar(200)) << int(P::eTypeUInt) << "200";
-    QTest::newRow("uint") << QVariant(4000000000u) << int(P::eTypeUInt) << "4000000000";
-    QTest::newRow("longlong") << QVariant(-(qint64(1) << 40)) << int(P::eTypeLongLong) << "-1099511627776";
     QTest::newRow("ulonglong") << QVariant(std::numeric_limits<quint64>::max()) << int(P::eTypeULongLong) << "18446744073709551615";
-    QTest::newRow("double") << QVariant(0.1) << int(P::eTypeDouble) << "0.1";
     QTest::newRow("float-widened") << QVariant(2.5f) << int(P::eTypeDouble) << "2.5";
     QTest::newRow("double-negative-zero") << QVariant(-0.0) << int(P::eTypeDouble) << "-0";
     QTest::newRow("double-big") << QVariant(1e20) << int(P::eTypeDouble) << "1e+20";
-    QTest::newRow("string") << QVariant(QStringLiteral("abc")) << int(P::eTypeString) << "abc";
     QTest::newRow("char") << QVariant(QChar('x')) << int(P::eTypeString) << "x";
     QTest::newRow("bytes") << QVariant(QByteArray("\x01\xAB", 2)) << int(P::eTypeByteArray) << "01ab";
     QTest::newRow("date-as-string") << QVariant(QDate(2024, 2, 29)) << int(P::eTypeString) << "2024-02-29";
@@ -196,8 +151,7 @@ void tst_ParameterDefinition::propertyFromVariant()
     QCOMPARE(int(property.type()), type);
     QCOMPARE(property.isValid(), type != ParameterProperty::eTypeInvalid);
     QCOMPARE(property.asString(), string);
-    // The value keeps its type through a copy made from value().
-    QCOMPARE(ParameterProperty(property.value()), property);
+    QCOMPARE(ParameterProperty(property.value()), property); // value() keeps the type
 }
 
 void tst_ParameterDefinition::propertyNumbers_data()
@@ -207,18 +161,13 @@ void tst_ParameterDefinition::propertyNumbers_data()
     QTest::addColumn<int>("intValue");
     QTest::addColumn<bool>("boolValue");
 
-    QTest::newRow("bool") << QVariant(true) << true << 1 << true;
-    QTest::newRow("int") << QVariant(-3) << true << -3 << true;
     QTest::newRow("zero") << QVariant(0) << true << 0 << false;
     QTest::newRow("uint-above-int") << QVariant(3000000000u) << false << 0 << true;
-    QTest::newRow("ulonglong-above-longlong") << QVariant(std::numeric_limits<quint64>::max()) << false << 0 << true;
     QTest::newRow("double-integral") << QVariant(42.0) << true << 42 << true;
     QTest::newRow("double-fraction") << QVariant(0.5) << false << 0 << true;
     QTest::newRow("double-nan") << QVariant(std::numeric_limits<double>::quiet_NaN()) << false << 0 << true;
-    QTest::newRow("string-decimal") << QVariant(QStringLiteral("17")) << true << 17 << true;
     QTest::newRow("string-zero") << QVariant(QStringLiteral("00")) << true << 0 << false;
     QTest::newRow("string-word") << QVariant(QStringLiteral("abc")) << false << 0 << false;
-    QTest::newRow("invalid") << QVariant() << false << 0 << false;
 }
 
 void tst_ParameterDefinition::propertyNumbers()
@@ -249,6 +198,7 @@ void tst_ParameterDefinition::propertyEquality()
 void tst_ParameterDefinition::setupProperties()
 {
     SimpleParameterDefinition simple;
+    QCOMPARE(simple.elementCount(), 1);
     IParameterElementSetup *setup = simple.queryElementSetup(0);
     setup->setProperty(111, ParameterProperty(QStringLiteral("0")));
     setup->setProperty(-4, ParameterProperty(1));
@@ -259,15 +209,9 @@ void tst_ParameterDefinition::setupProperties()
     QVERIFY(!setup->hasProperty(111));
     QCOMPARE(setup->propertyIds(), (QList<int>{-4, 16}));
 
-    // New definitions: a simple one has one element with an empty setup, a record none.
-    QCOMPARE(DefinitionText::lines(&simple).mid(0, 6),
-             (QStringList{"kind simple", "elements 1", "global 0", "coordinates ", "description \"\"",
-                          "name short {} long {}"}));
     RecordParameterDefinition record;
     QCOMPARE(record.elementCount(), 0);
     QCOMPARE(record.queryElementSetup(0), nullptr);
-    QCOMPARE(record.querySimpleParameterDefinition(), nullptr);
-    QCOMPARE(simple.queryRecordParameterDefinition(), nullptr);
 }
 
 void tst_ParameterDefinition::simpleElementCount_data()
@@ -279,8 +223,6 @@ void tst_ParameterDefinition::simpleElementCount_data()
     // Starting from three elements with defaults a, b, c.
     QTest::newRow("grow") << 5 << true << QStringList{"a", "b", "c", "", ""};
     QTest::newRow("shrink") << 2 << true << QStringList{"a", "b"};
-    QTest::newRow("single") << 1 << true << QStringList{"a"};
-    QTest::newRow("same") << 3 << true << QStringList{"a", "b", "c"};
     QTest::newRow("zero-refused") << 0 << false << QStringList{"a", "b", "c"};
     QTest::newRow("largest") << int(ParameterDefinition::MaxElementCount) << true << QStringList();
     QTest::newRow("above-largest-refused") << ParameterDefinition::MaxElementCount + 1 << false << QStringList{"a", "b", "c"};
@@ -294,15 +236,14 @@ void tst_ParameterDefinition::simpleElementCount()
 
     SimpleParameterDefinition definition;
     QVERIFY(definition.setElementCount(3));
-    definition.setElementDefaultValue(0, QStringLiteral("a"));
-    definition.setElementDefaultValue(1, QStringLiteral("b"));
-    definition.setElementDefaultValue(2, QStringLiteral("c"));
+    for (unsigned short i = 0; i < 3; ++i)
+        definition.setElementDefaultValue(i, QString(QChar('a' + i)));
     IParameterElementSetup *setup = definition.queryElementSetup(0);
     setup->setProperty(16, ParameterProperty(4));
 
     QCOMPARE(definition.setElementCount(static_cast<unsigned short>(count)), accepted);
-    const int expected = accepted ? count : 3;
-    QCOMPARE(int(definition.elementCount()), expected);
+    const auto expected = static_cast<unsigned short>(accepted ? count : 3);
+    QCOMPARE(definition.elementCount(), expected);
     if (!defaults.isEmpty()) {
         QStringList actual;
         for (unsigned short i = 0; i < definition.elementCount(); ++i)
@@ -310,11 +251,11 @@ void tst_ParameterDefinition::simpleElementCount()
         QCOMPARE(actual, defaults);
     }
     // One shared setup, reachable through every element and no further.
-    QCOMPARE(definition.queryElementSetup(static_cast<unsigned short>(expected - 1)), setup);
-    QCOMPARE(definition.queryElementSetup(static_cast<unsigned short>(expected)), nullptr);
+    QCOMPARE(definition.queryElementSetup(expected - 1), setup);
+    QCOMPARE(definition.queryElementSetup(expected), nullptr);
     QCOMPARE(setup->property(16).asInt(), 4);
-    QVERIFY(!definition.setElementDefaultValue(static_cast<unsigned short>(expected), QStringLiteral("x")));
-    QCOMPARE(definition.elementDefaultValue(static_cast<unsigned short>(expected)), QString());
+    QVERIFY(!definition.setElementDefaultValue(expected, QStringLiteral("x")));
+    QCOMPARE(definition.elementDefaultValue(expected), QString());
 }
 
 void tst_ParameterDefinition::recordCreateAndDelete()
@@ -329,17 +270,12 @@ void tst_ParameterDefinition::recordCreateAndDelete()
     QCOMPARE(record->queryElementSetup(1), inserted);
     QCOMPARE(record->queryElementSetup(3), setupOfElement2);
     QCOMPARE(record->elementName(1), ParameterText());
-    QCOMPARE(record->elementDefaultValue(1), QString());
     QCOMPARE(record->elementDefaultValue(3), QStringLiteral("d2"));
-    QCOMPARE(record->elementList(), (QList<unsigned short>{0, 1, 2, 3}));
 
     QVERIFY(!record->createElement(5)); // beyond the end
     QVERIFY(record->createElement(4));  // appends
-    QCOMPARE(record->elementCount(), 5);
-
     QVERIFY(record->deleteElement(1));
     QVERIFY(!record->deleteElement(4));
-    QCOMPARE(record->elementCount(), 4);
     QStringList shortNames;
     for (unsigned short element : record->elementList())
         shortNames << record->elementName(element).shortText(1);
@@ -347,22 +283,17 @@ void tst_ParameterDefinition::recordCreateAndDelete()
     QCOMPARE(record->queryElementSetup(2), setupOfElement2);
     QCOMPARE(record->queryElementSetup(2)->property(5).asInt(), 2);
 
-    // Down to no elements at all.
     while (record->elementCount() > 0)
         QVERIFY(record->deleteElement(0));
     QVERIFY(!record->deleteElement(0));
     QVERIFY(!record->setElementName(0, names("x", "y")));
     QCOMPARE(record->elementName(0), ParameterText());
-}
 
-void tst_ParameterDefinition::recordLimit()
-{
-    RecordParameterDefinition record;
     for (int i = 0; i < ParameterDefinition::MaxElementCount; ++i)
-        QVERIFY(record.createElement(static_cast<unsigned short>(i)));
-    QVERIFY(!record.createElement(0));
-    QVERIFY(!record.createElement(ParameterDefinition::MaxElementCount));
-    QCOMPARE(record.elementCount(), ParameterDefinition::MaxElementCount);
+        QVERIFY(record->createElement(static_cast<unsigned short>(i)));
+    QVERIFY(!record->createElement(0));
+    QVERIFY(!record->createElement(ParameterDefinition::MaxElementCount));
+    QCOMPARE(record->elementCount(), ParameterDefinition::MaxElementCount);
 }
 
 void tst_ParameterDefinition::defaultCoordinates()
@@ -379,19 +310,10 @@ void tst_ParameterDefinition::defaultCoordinates()
     definition.setDefaultCoordinates(many);
     QCOMPARE(definition.defaultCoordinates(), many.mid(0, ParameterDefinition::MaxCoordinateCount));
 
-    definition.setDefaultCoordinates({});
-    QVERIFY(definition.defaultCoordinates().isEmpty());
-}
-
-void tst_ParameterDefinition::ownerIsNotOwned()
-{
-    SimpleParameterDefinition definition;
-    {
-        QObject owner;
-        definition.setOwner(&owner);
-        QCOMPARE(definition.owner(), &owner);
-    }
-    QCOMPARE(definition.owner(), nullptr);
+    QCOMPARE(ParameterCoordinate(QChar('Z'), 99999).toText(), QStringLiteral("Z99999"));
+    QVERIFY(!ParameterCoordinate(QChar('P'), 100000).isValid());
+    QVERIFY(!ParameterCoordinate(QChar('p'), 12).isValid());
+    QVERIFY(!ParameterCoordinate(QChar('1'), 12).isValid());
 }
 
 void tst_ParameterDefinition::cloneIsIndependent_data()
@@ -405,29 +327,20 @@ void tst_ParameterDefinition::cloneIsIndependent()
 {
     QFETCH(bool, record);
 
-    QObject owner;
+    auto owner = std::make_unique<QObject>();
     std::unique_ptr<ParameterDefinition> original;
-    if (record) {
+    if (record)
         original = threeElementRecord();
-    } else {
-        auto simple = std::make_unique<SimpleParameterDefinition>();
-        simple->setElementCount(2);
-        simple->setElementDefaultValue(1, QStringLiteral("d1"));
-        simple->queryElementSetup(0)->setProperty(5, ParameterProperty(1));
-        simple->setName(names("S", "Simple"));
-        simple->setVersion(9);
-        original = std::move(simple);
-    }
-    original->setOwner(&owner);
+    else
+        original = fourElementArray();
+    original->setOwner(owner.get());
     const QStringList before = DefinitionText::lines(original.get());
 
     std::unique_ptr<ParameterDefinition> clone(ParameterDefinition::createClone(original.get()));
     QVERIFY(clone);
-    QCOMPARE(clone->isRecordParameterDefinition(), record);
     QCOMPARE(DefinitionText::lines(clone.get()), before);
-    QCOMPARE(clone->owner(), &owner);
-    QCOMPARE(clone->version(), original->version());
-    QVERIFY(clone->queryElementSetup(0) != original->queryElementSetup(0));
+    QCOMPARE(clone->owner(), owner.get());
+    QCOMPARE(clone->version(), 3u);
 
     // Change everything in the clone; the original must not notice.
     clone->queryElementSetup(0)->setProperty(5, ParameterProperty(99));
@@ -446,9 +359,13 @@ void tst_ParameterDefinition::cloneIsIndependent()
     }
     clone->setVersion(100);
     QCOMPARE(DefinitionText::lines(original.get()), before);
-    QVERIFY(original->version() != 100);
-
+    QCOMPARE(original->version(), 3u);
     QCOMPARE(ParameterDefinition::createClone(nullptr), nullptr);
+
+    // The owner is not owned: once it is gone, neither definition points to it.
+    owner.reset();
+    QCOMPARE(original->owner(), nullptr);
+    QCOMPARE(clone->owner(), nullptr);
 }
 
 void tst_ParameterDefinition::convertSimpleToRecord()
@@ -487,49 +404,45 @@ void tst_ParameterDefinition::convertSimpleToRecord()
     QCOMPARE(DefinitionText::lines(again.get()), DefinitionText::lines(record.get()));
 }
 
-void tst_ParameterDefinition::convertRecordToSimple_data()
+void tst_ParameterDefinition::convertToSimple_data()
 {
+    QTest::addColumn<bool>("record");
     QTest::addColumn<int>("element");
     QTest::addColumn<QStringList>("lines");
 
     const QStringList common{"kind simple", "elements 1", "global 1", "coordinates P200", "description \"<b>r</b>\"",
                              "name short {1:\"R\"} long {1:\"Record\"}"};
-    QTest::newRow("first") << 0 << common + QStringList{"element 0 default \"d0\"", "element 0 property 5 int 0"};
-    QTest::newRow("last") << 2 << common + QStringList{"element 0 default \"d2\"", "element 0 property 5 int 2"};
-    QTest::newRow("beyond") << 3 << QStringList{"null"};
+    QTest::newRow("record-first") << true << 0 << common + QStringList{"element 0 default \"d0\"", "element 0 property 5 int 0"};
+    QTest::newRow("record-last") << true << 2 << common + QStringList{"element 0 default \"d2\"", "element 0 property 5 int 2"};
+    QTest::newRow("record-beyond") << true << 3 << QStringList{"null"};
+    QTest::newRow("array-element") << false << 2
+        << QStringList{"kind simple", "elements 1", "global 0", "coordinates ", "description \"\"",
+                       "name short {1:\"A\"} long {1:\"Array\"}", "element 0 default \"two\"", "element 0 property 1 bool 1"};
+    QTest::newRow("array-beyond") << false << 4 << QStringList{"null"};
 }
 
-void tst_ParameterDefinition::convertRecordToSimple()
+void tst_ParameterDefinition::convertToSimple()
 {
+    QFETCH(bool, record);
     QFETCH(int, element);
     QFETCH(QStringList, lines);
 
-    std::unique_ptr<RecordParameterDefinition> record = threeElementRecord();
-    const QStringList before = DefinitionText::lines(record.get());
-    std::unique_ptr<SimpleParameterDefinition> simple(record->convert(static_cast<unsigned short>(element)));
+    std::unique_ptr<ParameterDefinition> source;
+    if (record)
+        source = threeElementRecord();
+    else
+        source = fourElementArray();
+    const QStringList before = DefinitionText::lines(source.get());
+    std::unique_ptr<SimpleParameterDefinition> simple(source->convert(static_cast<unsigned short>(element)));
     QCOMPARE(DefinitionText::lines(simple.get()), lines);
-    if (simple)
+    if (simple) {
         QCOMPARE(simple->version(), 3u);
-    QCOMPARE(DefinitionText::lines(record.get()), before);
+        QVERIFY(simple->queryElementSetup(0) != source->queryElementSetup(0));
+    }
+    QCOMPARE(DefinitionText::lines(source.get()), before);
 
     RecordParameterDefinition empty;
     QCOMPARE(empty.convert(0), nullptr);
-}
-
-void tst_ParameterDefinition::convertArrayToSimple()
-{
-    SimpleParameterDefinition array;
-    array.setElementCount(4);
-    array.setElementDefaultValue(2, QStringLiteral("two"));
-    array.queryElementSetup(0)->setProperty(1, ParameterProperty(true));
-
-    std::unique_ptr<SimpleParameterDefinition> single(array.convert(2));
-    QCOMPARE(single->elementCount(), 1);
-    QCOMPARE(single->elementDefaultValue(0), QStringLiteral("two"));
-    QVERIFY(single->queryElementSetup(0)->property(1).asBool());
-    QVERIFY(single->queryElementSetup(0) != array.queryElementSetup(0));
-    QCOMPARE(array.elementCount(), 4);
-    QCOMPARE(array.convert(4), nullptr);
 }
 
 QTEST_GUILESS_MAIN(tst_ParameterDefinition)

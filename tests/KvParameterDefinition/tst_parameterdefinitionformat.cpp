@@ -45,14 +45,6 @@ static ParameterText parameterText(const QString &shortText, const QString &long
     return ParameterText(text({{1, shortText}}), text({{1, longText}, {2, longText + QStringLiteral(" (en)")}}));
 }
 
-// A one-element simple definition whose setup holds property 7 with value.
-static DefinitionPointer simpleWith(const QVariant &value)
-{
-    auto *definition = new SimpleParameterDefinition;
-    definition->queryElementSetup(0)->setProperty(7, ParameterProperty(value));
-    return DefinitionPointer(definition);
-}
-
 // One value of every property type a setup can hold.
 static QList<QVariant> everyPropertyType()
 {
@@ -86,91 +78,51 @@ private slots:
     void rejects_data();
     void rejects();
     void loadIntoExisting();
-    void loadIntoOtherKindIsRefused();
-    void nullArguments();
 };
 
 void tst_ParameterDefinitionFormat::roundTrip_data()
 {
     QTest::addColumn<DefinitionPointer>("definition");
 
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const double inf = std::numeric_limits<double>::infinity();
-
     QTest::newRow("simple-new") << DefinitionPointer(new SimpleParameterDefinition);
     QTest::newRow("record-new") << DefinitionPointer(new RecordParameterDefinition);
 
-    QTest::newRow("bool-true") << simpleWith(true);
-    QTest::newRow("bool-false") << simpleWith(false);
-    QTest::newRow("int-min") << simpleWith(std::numeric_limits<qint32>::min());
-    QTest::newRow("int-zero") << simpleWith(0);
-    QTest::newRow("uint-max") << simpleWith(std::numeric_limits<quint32>::max());
-    QTest::newRow("longlong-min") << simpleWith(std::numeric_limits<qint64>::min());
-    QTest::newRow("ulonglong-max") << simpleWith(std::numeric_limits<quint64>::max());
-    QTest::newRow("double-tenth") << simpleWith(0.1);
-    QTest::newRow("double-negative-zero") << simpleWith(-0.0);
-    QTest::newRow("double-zero") << simpleWith(0.0);
-    QTest::newRow("double-nan") << simpleWith(nan);
-    QTest::newRow("double-inf") << simpleWith(inf);
-    QTest::newRow("double-minus-inf") << simpleWith(-inf);
-    QTest::newRow("double-denormal") << simpleWith(5e-324);
-    QTest::newRow("double-max") << simpleWith(std::numeric_limits<double>::max());
-    QTest::newRow("double-big") << simpleWith(1e20);
-    QTest::newRow("string-empty") << simpleWith(QString(""));
-    QTest::newRow("string-equals-and-semicolon") << simpleWith(QStringLiteral("a=b;c=[d]"));
-    QTest::newRow("string-line-ends") << simpleWith(QStringLiteral("l1\nl2\r\nl3\r"));
-    QTest::newRow("string-backslashes") << simpleWith(QStringLiteral("\\n is not a newline\\"));
-    QTest::newRow("string-escape-lookalike") << simpleWith(QStringLiteral("\\uD800"));
-    QTest::newRow("string-unicode") << simpleWith(QStringLiteral("Größe µs 日本 \U0001F600"));
-    QTest::newRow("string-lone-surrogates") << simpleWith(QString(QChar(0xD800)) + QLatin1Char('x') + QChar(0xDC00));
-    QTest::newRow("string-blanks-kept") << simpleWith(QStringLiteral("  x  "));
-    QTest::newRow("string-nul-and-tab") << simpleWith(QString(QChar(0)) + QStringLiteral("\t"));
-    QTest::newRow("bytes-empty") << simpleWith(QByteArray(""));
-    QTest::newRow("bytes-binary") << simpleWith(QByteArray("\x00\xff=\n\r", 5));
-    QTest::newRow("text-empty") << simpleWith(QVariant::fromValue(Text()));
-    QTest::newRow("text-monolingual-empty-string") << simpleWith(QVariant::fromValue(text({{1, QString()}})));
-    QTest::newRow("text-multilingual") << simpleWith(QVariant::fromValue(text({{1, "eins"}, {2, "one\nline"}, {-3, "x"}})));
-    QTest::newRow("ptext-empty") << simpleWith(QVariant::fromValue(ParameterText()));
-    QTest::newRow("ptext-long-only") << simpleWith(QVariant::fromValue(ParameterText(Text(), text({{2, "Speed"}}))));
-    QTest::newRow("ptext-both") << simpleWith(QVariant::fromValue(parameterText("Drz", "Drehzahl")));
     {
+        // Every value whose stored form is easy to get wrong, each under a property of its own.
+        const double inf = std::numeric_limits<double>::infinity();
         ParameterTextMap map;
         map.insert(std::numeric_limits<qint64>::min(), parameterText("min", "Minimum"));
         map.insert(-1, ParameterText());
-        map.insert(0, parameterText("Aus", "Ausgeschaltet"));
         map.insert(std::numeric_limits<qint64>::max(), ParameterText(Text(), text({{1, ""}})));
-        QTest::newRow("ptextmap-with-empty-entries") << simpleWith(QVariant::fromValue(map));
+        const QList<QVariant> values{
+            false, std::numeric_limits<qint32>::min(), std::numeric_limits<quint32>::max(),
+            std::numeric_limits<qint64>::min(), std::numeric_limits<quint64>::max(), 0.1, -0.0, 0.0,
+            std::numeric_limits<double>::quiet_NaN(), inf, -inf, 5e-324, std::numeric_limits<double>::max(), 1e20,
+            QString(""), QStringLiteral("a=b;c=[d]"), QStringLiteral("l1\nl2\r\nl3\r"),
+            QStringLiteral("\\n is not a newline\\"), QStringLiteral("\\uD800"),
+            QStringLiteral("Größe µs 日本 \U0001F600"), QString(QChar(0xD800)) + QLatin1Char('x') + QChar(0xDC00),
+            QStringLiteral("  x  "), QString(QChar(0)) + QStringLiteral("\t"), QByteArray(""),
+            QByteArray("\x00\xff=\n\r", 5), QVariant::fromValue(Text()), QVariant::fromValue(text({{1, QString()}})),
+            QVariant::fromValue(text({{1, "eins"}, {2, "one\nline"}, {-3, "x"}})), QVariant::fromValue(ParameterText()),
+            QVariant::fromValue(ParameterText(Text(), text({{2, "Speed"}}))), QVariant::fromValue(map),
+            QVariant::fromValue(ParameterTextMap())};
+        auto *definition = new SimpleParameterDefinition;
+        for (int i = 0; i < values.size(); ++i)
+            definition->queryElementSetup(0)->setProperty(i + 1, ParameterProperty(values.at(i)));
+        QTest::newRow("edge-values") << DefinitionPointer(definition);
     }
-    QTest::newRow("ptextmap-empty") << simpleWith(QVariant::fromValue(ParameterTextMap()));
-
     {
         auto *definition = new SimpleParameterDefinition;
+        definition->setName(ParameterText(text({{1, ""}}), Text()));
+        definition->setDescriptionText(QStringLiteral("\\"));
         QVERIFY(definition->setElementCount(3));
         definition->setElementDefaultValue(0, QStringLiteral("5"));
         definition->setElementDefaultValue(2, QStringLiteral("a\nb"));
         IParameterElementSetup *setup = definition->queryElementSetup(0);
-        setup->setProperty(16, ParameterProperty(4));
-        setup->setProperty(111, ParameterProperty(QStringLiteral("0")));
+        fillEveryPropertyType(setup);
         setup->setProperty(-2, ParameterProperty(1.5));
         setup->setProperty(std::numeric_limits<int>::max(), ParameterProperty(true));
-        QTest::newRow("array-three") << DefinitionPointer(definition);
-    }
-    {
-        auto *definition = new SimpleParameterDefinition;
-        QVERIFY(definition->setElementCount(2));
-        fillEveryPropertyType(definition->queryElementSetup(0));
-        fillEveryPropertyType(definition->queryElementSetup(1));
         QTest::newRow("array-every-type") << DefinitionPointer(definition);
-    }
-    {
-        auto *definition = new RecordParameterDefinition;
-        for (unsigned short i = 0; i < 2; ++i) {
-            IParameterElementSetup *setup = definition->createElement(i);
-            QVERIFY(setup);
-            fillEveryPropertyType(setup);
-            definition->setElementName(i, parameterText(QStringLiteral("r%1").arg(i), QStringLiteral("Teil %1").arg(i)));
-        }
-        QTest::newRow("record-every-type") << DefinitionPointer(definition);
     }
     {
         auto *definition = new SimpleParameterDefinition;
@@ -181,28 +133,21 @@ void tst_ParameterDefinitionFormat::roundTrip_data()
     {
         auto *definition = new RecordParameterDefinition;
         definition->setName(parameterText("Pos", "Position"));
-        definition->setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P123")),
-                                           ParameterCoordinate(QStringLiteral("A12")),
+        definition->setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P123")), ParameterCoordinate(QStringLiteral("A12")),
                                            ParameterCoordinate(QStringLiteral("P012"))});
         definition->setGlobalParameter(true);
         definition->setDescriptionText(QStringLiteral("<p>Zeile 1</p>\r\n<p>Zeile 2 = \\ x</p>\n"));
         for (unsigned short i = 0; i < 3; ++i) {
             IParameterElementSetup *setup = definition->createElement(i);
             QVERIFY(setup);
+            fillEveryPropertyType(setup);
             setup->setProperty(5, ParameterProperty(int(i)));
-            setup->setProperty(18, ParameterProperty(QVariant::fromValue(parameterText("E", QStringLiteral("Element %1").arg(i)))));
             definition->setElementName(i, parameterText(QStringLiteral("e%1").arg(i), QStringLiteral("Element %1").arg(i)));
             definition->setElementDefaultValue(i, QString::number(i * 10));
         }
         // An element without properties and names between the others.
         QVERIFY(definition->createElement(1));
-        QTest::newRow("record-full") << DefinitionPointer(definition);
-    }
-    {
-        auto *definition = new SimpleParameterDefinition;
-        definition->setName(ParameterText(text({{1, ""}}), Text()));
-        definition->setDescriptionText(QStringLiteral("\\"));
-        QTest::newRow("names-with-empty-strings") << DefinitionPointer(definition);
+        QTest::newRow("record-every-type") << DefinitionPointer(definition);
     }
 }
 
@@ -221,87 +166,15 @@ void tst_ParameterDefinitionFormat::roundTrip()
     QCOMPARE(save(loaded.data()), saved);
 }
 
-// The whole text of one definition, byte for byte: this is the stored form other programs
-// and older libraries rely on.
-void tst_ParameterDefinitionFormat::exactText()
-{
-    RecordParameterDefinition definition;
-    definition.setName(ParameterText(text({{1, "Achse"}}), text({{1, "Achsdaten"}, {2, "Axis data"}})));
-    definition.setDefaultCoordinates({ParameterCoordinate(QStringLiteral("P123")), ParameterCoordinate(QStringLiteral("A12"))});
-    definition.setDescriptionText(QStringLiteral("<p>a</p>\n<p>b\\c</p>"));
-    IParameterElementSetup *setup = definition.createElement(0);
-    setup->setProperty(111, ParameterProperty(QStringLiteral("x=1")));
-    setup->setProperty(13, ParameterProperty(false));
-    setup->setProperty(19, ParameterProperty(QVariant::fromValue(ParameterText(Text(), text({{1, "Lang"}})))));
-    ParameterTextMap map;
-    map.insert(0, ParameterText(Text(), text({{1, "Aus"}})));
-    map.insert(1, ParameterText());
-    setup->setProperty(40, ParameterProperty(QVariant::fromValue(map)));
-    setup->setProperty(41, ParameterProperty(QVariant::fromValue(text({{2, "two"}}))));
-    setup->setProperty(31, ParameterProperty(2000u));
-    definition.setElementName(0, ParameterText(text({{1, "X"}}), Text()));
-    definition.setElementDefaultValue(0, QStringLiteral("7"));
-    definition.createElement(1);
-
-    const QByteArray expected =
-        "\xEF\xBB\xBF\r\n"
-        ";type=\"parameterdefinition\" version=\"0\"\r\n"
-        "\r\n"
-        "[Definition]\r\n"
-        "Kind=record\r\n"
-        "ElementCount=2\r\n"
-        "Global=0\r\n"
-        "Coordinates=P123,A12\r\n"
-        "Description=<p>a</p>\\n<p>b\\\\c</p>\r\n"
-        "\r\n"
-        "[ShortName]\r\n"
-        "1=Achse\r\n"
-        "\r\n"
-        "[LongName]\r\n"
-        "1=Achsdaten\r\n"
-        "2=Axis data\r\n"
-        "\r\n"
-        "[Element_0]\r\n"
-        "Default=7\r\n"
-        "Property_13=bool:0\r\n"
-        "Property_19=ptext:\r\n"
-        "Property_31=uint:2000\r\n"
-        "Property_40=ptextmap:0,1\r\n"
-        "Property_41=text:\r\n"
-        "Property_111=string:x=1\r\n"
-        "\r\n"
-        "[Element_0.ShortName]\r\n"
-        "1=X\r\n"
-        "\r\n"
-        "[Element_0.Property_19.LongName]\r\n"
-        "1=Lang\r\n"
-        "\r\n"
-        "[Element_0.Property_40.0.LongName]\r\n"
-        "1=Aus\r\n"
-        "\r\n"
-        "[Element_0.Property_41]\r\n"
-        "2=two\r\n"
-        "\r\n"
-        "[Element_1]\r\n"
-        "Default=\r\n";
-    QCOMPARE(save(&definition), expected);
-}
-
 void tst_ParameterDefinitionFormat::escaping_data()
 {
     QTest::addColumn<QString>("description");
     QTest::addColumn<QByteArray>("stored");
 
-    QTest::newRow("plain") << QStringLiteral("abc") << QByteArray("abc");
-    QTest::newRow("empty") << QString() << QByteArray("");
-    QTest::newRow("equals-sign") << QStringLiteral("a=b=") << QByteArray("a=b=");
-    QTest::newRow("leading-semicolon") << QStringLiteral(";x") << QByteArray(";x");
-    QTest::newRow("section-lookalike") << QStringLiteral("[x]") << QByteArray("[x]");
     QTest::newRow("blanks") << QStringLiteral(" a ") << QByteArray(" a ");
     QTest::newRow("backslash") << QStringLiteral("a\\b") << QByteArray("a\\\\b");
     QTest::newRow("line-feed") << QStringLiteral("a\nb") << QByteArray("a\\nb");
     QTest::newRow("carriage-return") << QStringLiteral("a\rb") << QByteArray("a\\rb");
-    QTest::newRow("crlf-at-end") << QStringLiteral("a\r\n") << QByteArray("a\\r\\n");
     QTest::newRow("umlaut-utf8") << QStringLiteral("ä") << QByteArray("\xC3\xA4");
     QTest::newRow("surrogate-pair-utf8") << QStringLiteral("\U0001F600") << QByteArray("\xF0\x9F\x98\x80");
     QTest::newRow("lone-high-surrogate") << QString(QChar(0xD83D)) << QByteArray("\\uD83D");
@@ -324,7 +197,7 @@ void tst_ParameterDefinitionFormat::escaping()
     QCOMPARE(loaded->descriptionText(), description);
 }
 
-// A small valid text of each kind; every reject row changes one of them in one place.
+// A valid text of each kind; every reject row changes one of them in one place.
 static const QByteArray SimpleText =
     "\xEF\xBB\xBF\r\n"
     ";type=\"parameterdefinition\" version=\"0\"\r\n"
@@ -355,14 +228,26 @@ static const QByteArray RecordText =
     "\r\n"
     "[Definition]\r\n"
     "Kind=record\r\n"
-    "ElementCount=1\r\n"
+    "ElementCount=2\r\n"
     "Global=1\r\n"
+    "Coordinates=P123,A12\r\n"
+    "Description=<p>a</p>\\n<p>b\\\\c</p>\r\n"
+    "\r\n"
+    "[ShortName]\r\n"
+    "1=Achse\r\n"
+    "\r\n"
+    "[LongName]\r\n"
+    "1=Achsdaten\r\n"
+    "2=Axis data\r\n"
     "\r\n"
     "[Element_0]\r\n"
-    "Default=\r\n"
+    "Default=7\r\n"
+    "Property_13=bool:0\r\n"
     "Property_18=ptext:\r\n"
+    "Property_31=uint:2000\r\n"
     "Property_40=ptextmap:1,2\r\n"
     "Property_41=text:\r\n"
+    "Property_111=string:x=1\r\n"
     "\r\n"
     "[Element_0.ShortName]\r\n"
     "1=E\r\n"
@@ -374,7 +259,18 @@ static const QByteArray RecordText =
     "1=Zwei\r\n"
     "\r\n"
     "[Element_0.Property_41]\r\n"
-    "1=T\r\n";
+    "1=T\r\n"
+    "\r\n"
+    "[Element_1]\r\n"
+    "Default=\r\n";
+
+// Both texts are exactly what the saver writes for what they hold: this is the stored form
+// other programs and older libraries rely on.
+void tst_ParameterDefinitionFormat::exactText()
+{
+    for (const QByteArray &text : {SimpleText, RecordText})
+        QCOMPARE(save(load(text).data()), text);
+}
 
 void tst_ParameterDefinitionFormat::rejects_data()
 {
@@ -384,84 +280,53 @@ void tst_ParameterDefinitionFormat::rejects_data()
 
     const QByteArray s = SimpleText;
     const QByteArray r = RecordText;
-    const QByteArray all = s; // "from" = the whole text replaces it completely
-
-    QTest::newRow("empty") << all << s << QByteArray();
-    QTest::newRow("garbage") << all << s << QByteArray("\x00\x01garbage", 9);
     QTest::newRow("other-kind") << s << QByteArray("type=\"parameterdefinition\"") << QByteArray("type=\"block\"");
     QTest::newRow("other-version") << s << QByteArray("version=\"0\"") << QByteArray("version=\"1\"");
-    QTest::newRow("no-type-line") << s << QByteArray(";type=\"parameterdefinition\" version=\"0\"\r\n") << QByteArray();
     QTest::newRow("no-byte-order-mark") << s << QByteArray("\xEF\xBB\xBF\r\n") << QByteArray();
     QTest::newRow("definition-missing") << s << QByteArray("[Definition]") << QByteArray("[Definitions]");
-    QTest::newRow("kind-missing") << s << QByteArray("Kind=simple\r\n") << QByteArray();
     QTest::newRow("kind-unknown") << s << QByteArray("Kind=simple") << QByteArray("Kind=array");
     QTest::newRow("count-missing") << s << QByteArray("ElementCount=2\r\n") << QByteArray();
     QTest::newRow("count-leading-zero") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=02");
-    QTest::newRow("count-plus") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=+2");
-    QTest::newRow("count-blank") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount= 2");
-    QTest::newRow("count-negative") << r << QByteArray("ElementCount=1") << QByteArray("ElementCount=-1");
-    QTest::newRow("count-above-limit") << r << QByteArray("ElementCount=1") << QByteArray("ElementCount=16001");
-    QTest::newRow("count-huge") << r << QByteArray("ElementCount=1") << QByteArray("ElementCount=18446744073709551616");
+    QTest::newRow("count-above-limit") << r << QByteArray("ElementCount=2") << QByteArray("ElementCount=16001");
     QTest::newRow("count-zero-simple") << s << QByteArray("ElementCount=2\r\n") << QByteArray("ElementCount=0\r\n");
     QTest::newRow("count-above-sections") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=3");
     QTest::newRow("count-below-sections") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=1");
-    QTest::newRow("global-missing") << s << QByteArray("Global=0\r\n") << QByteArray();
     QTest::newRow("global-two") << s << QByteArray("Global=0") << QByteArray("Global=2");
     QTest::newRow("unknown-definition-key") << s << QByteArray("Global=0\r\n") << QByteArray("Global=0\r\nColour=red\r\n");
-    QTest::newRow("coordinate-lower-case") << s << QByteArray("Coordinates=P12") << QByteArray("Coordinates=p12");
     QTest::newRow("coordinate-empty-item") << s << QByteArray("Coordinates=P12") << QByteArray("Coordinates=P12,");
-    QTest::newRow("coordinate-blank") << s << QByteArray("Coordinates=P12") << QByteArray("Coordinates=P12, A1");
-    QTest::newRow("coordinate-six-digits") << s << QByteArray("Coordinates=P12") << QByteArray("Coordinates=P123456");
     QTest::newRow("coordinates-too-many") << s << QByteArray("Coordinates=P12")
                                           << QByteArray("Coordinates=P12") + QByteArray(",P1").repeated(32);
     QTest::newRow("element-section-missing") << s << QByteArray("[Element_1]\r\nDefault=2\r\n") << QByteArray();
-    QTest::newRow("element-beyond-count") << s << QByteArray("[Element_1]") << QByteArray("[Element_2]");
-    QTest::newRow("element-number-leading-zero") << s << QByteArray("[Element_1]") << QByteArray("[Element_01]");
-    QTest::newRow("element-number-missing") << s << QByteArray("[Element_1]") << QByteArray("[Element_]");
     QTest::newRow("element-default-missing") << s << QByteArray("Default=2\r\n") << QByteArray();
     QTest::newRow("element-unknown-key") << s << QByteArray("Default=1\r\n") << QByteArray("Default=1\r\nUnit=mm\r\n");
     QTest::newRow("simple-setup-beyond-element-0") << s << QByteArray("Default=2\r\n") << QByteArray("Default=2\r\nProperty_5=int:3\r\n");
     QTest::newRow("simple-element-name") << s << QByteArray("[Element_1]") << QByteArray("[Element_0.ShortName]\r\n1=x\r\n\r\n[Element_1]");
     QTest::newRow("unknown-section") << s << QByteArray("[Element_1]") << QByteArray("[Extras]\r\n\r\n[Element_1]");
-    QTest::newRow("property-number-leading-zero") << s << QByteArray("Property_5=") << QByteArray("Property_05=");
     QTest::newRow("property-number-not-a-number") << s << QByteArray("Property_5=") << QByteArray("Property_x=");
     QTest::newRow("property-without-type") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=3");
     QTest::newRow("property-unknown-type") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=float:3");
     QTest::newRow("int-too-big") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=int:2147483648");
-    QTest::newRow("int-leading-zero") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=int:03");
-    QTest::newRow("int-negative-zero") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=int:-0");
-    QTest::newRow("int-empty") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=int:");
-    QTest::newRow("uint-negative") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=uint:-1");
     QTest::newRow("ulonglong-overflow") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=ulonglong:18446744073709551616");
     QTest::newRow("double-trailing-zero") << s << QByteArray("double:0.5") << QByteArray("double:0.50");
-    QTest::newRow("double-hex") << s << QByteArray("double:0.5") << QByteArray("double:0x1");
     QTest::newRow("double-overflow") << s << QByteArray("double:0.5") << QByteArray("double:1e400");
     QTest::newRow("bool-word") << s << QByteArray("bool:1") << QByteArray("bool:true");
     QTest::newRow("bytes-upper-case") << s << QByteArray("bytes:00ff") << QByteArray("bytes:00FF");
     QTest::newRow("bytes-odd-digits") << s << QByteArray("bytes:00ff") << QByteArray("bytes:00f");
     QTest::newRow("text-with-payload") << r << QByteArray("Property_41=text:") << QByteArray("Property_41=text:T");
     QTest::newRow("map-keys-descending") << r << QByteArray("ptextmap:1,2") << QByteArray("ptextmap:2,1");
-    QTest::newRow("map-keys-repeated") << r << QByteArray("ptextmap:1,2") << QByteArray("ptextmap:1,1,2");
-    QTest::newRow("map-key-empty-item") << r << QByteArray("ptextmap:1,2") << QByteArray("ptextmap:1,,2");
     QTest::newRow("map-section-key-not-listed") << r << QByteArray("Property_40.2.") << QByteArray("Property_40.3.");
-    QTest::newRow("map-section-key-not-a-number") << r << QByteArray("Property_40.2.") << QByteArray("Property_40.b.");
     QTest::newRow("text-section-without-property") << r << QByteArray("[Element_0.Property_41]") << QByteArray("[Element_0.Property_42]");
     QTest::newRow("text-section-of-other-type") << r << QByteArray("Property_41=text:") << QByteArray("Property_41=string:");
-    QTest::newRow("ptext-section-of-map") << r << QByteArray("Property_18=ptext:") << QByteArray("Property_18=ptextmap:");
     QTest::newRow("ptext-section-unknown-name") << r << QByteArray("Property_18.LongName") << QByteArray("Property_18.MidName");
     QTest::newRow("section-too-deep") << r << QByteArray("[Element_0.Property_40.2.ShortName]") << QByteArray("[Element_0.Property_40.2.ShortName.x]");
     QTest::newRow("language-not-a-number") << s << QByteArray("1=Name") << QByteArray("de=Name");
-    QTest::newRow("language-leading-zero") << s << QByteArray("1=Name") << QByteArray("01=Name");
     QTest::newRow("escape-unknown") << s << QByteArray("d\\nx") << QByteArray("d\\qx");
     QTest::newRow("escape-lone-backslash-at-end") << s << QByteArray("d\\nx") << QByteArray("dx\\");
-    QTest::newRow("escape-lower-case-surrogate") << s << QByteArray("d\\nx") << QByteArray("\\ud800");
     QTest::newRow("escape-not-a-surrogate") << s << QByteArray("d\\nx") << QByteArray("\\u0041");
     QTest::newRow("escape-short-surrogate") << s << QByteArray("d\\nx") << QByteArray("\\uD80");
     QTest::newRow("escape-of-a-pair") << s << QByteArray("d\\nx") << QByteArray("\\uD83D\\uDE00");
     QTest::newRow("raw-carriage-return") << s << QByteArray("d\\nx") << QByteArray("d\rx");
     QTest::newRow("invalid-utf8") << s << QByteArray("1=Name") << QByteArray("1=N\xC3(me");
-    QTest::newRow("utf8-encoded-surrogate") << s << QByteArray("1=Name") << QByteArray("1=\xED\xA0\x80");
-    QTest::newRow("overlong-utf8") << s << QByteArray("1=Name") << QByteArray("1=\xC0\xAF");
     QTest::newRow("string-invalid-escape") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=string:\\x");
 }
 
@@ -488,39 +353,27 @@ void tst_ParameterDefinitionFormat::rejects()
 
 void tst_ParameterDefinitionFormat::loadIntoExisting()
 {
+    // The content is replaced whole; owner and version are not content and stay.
     QObject owner;
     SimpleParameterDefinition definition;
     definition.setOwner(&owner);
     definition.setVersion(7);
-    definition.setDescriptionText(QStringLiteral("old"));
     QVERIFY(definition.setElementCount(5));
     definition.queryElementSetup(0)->setProperty(99, ParameterProperty(1));
-
     QVERIFY(ParameterDefinitionLoader::loadParameterDefinition(&definition, SimpleText));
-
     QCOMPARE(DefinitionText::lines(&definition), DefinitionText::lines(load(SimpleText).data()));
     QCOMPARE(definition.owner(), &owner);
     QCOMPARE(definition.version(), 7u);
-    QCOMPARE(definition.elementCount(), 2);
-    QVERIFY(!definition.queryElementSetup(0)->hasProperty(99));
-}
 
-void tst_ParameterDefinitionFormat::loadIntoOtherKindIsRefused()
-{
-    SimpleParameterDefinition simple;
-    simple.setDescriptionText(QStringLiteral("kept"));
-    QVERIFY(!ParameterDefinitionLoader::loadParameterDefinition(&simple, RecordText));
-    QCOMPARE(simple.descriptionText(), QStringLiteral("kept"));
-
+    // A text of the other kind is refused and changes nothing.
+    QVERIFY(!ParameterDefinitionLoader::loadParameterDefinition(&definition, RecordText));
+    QCOMPARE(DefinitionText::lines(&definition), DefinitionText::lines(load(SimpleText).data()));
     RecordParameterDefinition record;
     QVERIFY(!ParameterDefinitionLoader::loadParameterDefinition(&record, SimpleText));
     QCOMPARE(record.elementCount(), 0);
     QVERIFY(ParameterDefinitionLoader::loadParameterDefinition(&record, RecordText));
-    QCOMPARE(record.elementCount(), 1);
-}
+    QCOMPARE(record.elementCount(), 2);
 
-void tst_ParameterDefinitionFormat::nullArguments()
-{
     QCOMPARE(save(nullptr), QByteArray());
     QVERIFY(!ParameterDefinitionLoader::loadParameterDefinition(nullptr, SimpleText));
 }

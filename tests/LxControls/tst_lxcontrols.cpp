@@ -65,52 +65,26 @@ void LxControlsTest::lineEditCommits_data()
     // "escape", "leave" (focus to the other field), "back" (focus to the edit),
     // "set:<text>" (LineEdit::setText), "base-set:<text>" (QLineEdit::setText).
     // validated: the edit accepts only P and two or three digits.
-    QTest::newRow("return-after-typing") << "" << false << QStringList{"type:abc", "return"}
-                                         << QStringList{"abc"} << "abc";
-    QTest::newRow("keypad-enter") << "" << false << QStringList{"type:abc", "enter"}
-                                  << QStringList{"abc"} << "abc";
-    QTest::newRow("leave-after-typing") << "x" << false << QStringList{"type:y", "leave"}
-                                        << QStringList{"xy"} << "xy";
-    QTest::newRow("return-then-leave-commits-once")
-        << "" << false << QStringList{"type:abc", "return", "leave", "back", "return"}
-        << QStringList{"abc"} << "abc";
-    QTest::newRow("two-entries") << "" << false << QStringList{"type:a", "return", "type:b", "leave"}
-                                 << QStringList{"a", "ab"} << "ab";
-    QTest::newRow("return-without-change") << "abc" << false << QStringList{"return", "enter"}
-                                           << QStringList{} << "abc";
-    QTest::newRow("leave-without-change") << "abc" << false << QStringList{"leave", "back", "leave"}
-                                          << QStringList{} << "abc";
-    QTest::newRow("typed-back-to-committed") << "abc" << false
-                                             << QStringList{"type:d", "backspace", "return"}
-                                             << QStringList{} << "abc";
-    QTest::newRow("cleared-commits-empty") << "abc" << false << QStringList{"clear", "return"}
-                                           << QStringList{""} << "";
-    QTest::newRow("program-text-is-not-a-commit") << "abc" << false
-                                                  << QStringList{"set:xyz", "return", "leave"}
+    QTest::newRow("return-after-typing") << "" << false << QStringList{"type:abc", "return"} << QStringList{"abc"} << "abc";
+    QTest::newRow("enter-then-leave-commits-once") << "" << false << QStringList{"type:abc", "enter", "leave", "back", "return"}
+                                                   << QStringList{"abc"} << "abc";
+    QTest::newRow("two-entries") << "" << false << QStringList{"type:a", "return", "type:b", "leave"} << QStringList{"a", "ab"} << "ab";
+    QTest::newRow("no-change") << "abc" << false << QStringList{"return", "leave", "back", "enter"} << QStringList{} << "abc";
+    QTest::newRow("typed-back-to-committed") << "abc" << false << QStringList{"type:d", "backspace", "return"} << QStringList{} << "abc";
+    QTest::newRow("cleared-commits-empty") << "abc" << false << QStringList{"clear", "return"} << QStringList{""} << "";
+    QTest::newRow("program-text-is-not-a-commit") << "abc" << false << QStringList{"type:d", "set:xyz", "return", "leave"}
                                                   << QStringList{} << "xyz";
-    QTest::newRow("program-text-while-editing") << "abc" << false
-                                                << QStringList{"type:d", "set:xyz", "return"}
-                                                << QStringList{} << "xyz";
-    QTest::newRow("base-class-text-is-not-a-commit") << "abc" << false
-                                                     << QStringList{"base-set:xyz", "leave"}
-                                                     << QStringList{} << "xyz";
-    QTest::newRow("commit-after-program-text") << "abc" << false
-                                               << QStringList{"base-set:xyz", "type:q", "return"}
+    QTest::newRow("base-class-text-is-not-a-commit") << "abc" << false << QStringList{"base-set:xyz", "leave"} << QStringList{} << "xyz";
+    QTest::newRow("commit-after-program-text") << "abc" << false << QStringList{"base-set:xyz", "type:q", "return"}
                                                << QStringList{"xyzq"} << "xyzq";
-    QTest::newRow("escape-restores") << "abc" << false
-                                     << QStringList{"type:d", "escape", "return", "leave"}
-                                     << QStringList{} << "abc";
-    QTest::newRow("escape-restores-last-commit") << "abc" << false
-                                                 << QStringList{"type:d", "return", "type:e", "escape"}
+    QTest::newRow("escape-restores") << "abc" << false << QStringList{"type:d", "escape", "return", "leave"} << QStringList{} << "abc";
+    QTest::newRow("escape-restores-last-commit") << "abc" << false << QStringList{"type:d", "return", "type:e", "escape"}
                                                  << QStringList{"abcd"} << "abcd";
-    QTest::newRow("validated-acceptable") << "P12" << true << QStringList{"clear", "type:P345", "return"}
-                                          << QStringList{"P345"} << "P345";
-    QTest::newRow("validated-intermediate-return-keeps-entry")
-        << "P12" << true << QStringList{"clear", "type:P3", "return"} << QStringList{} << "P3";
-    QTest::newRow("validated-intermediate-leave-restores")
-        << "P12" << true << QStringList{"clear", "type:P3", "leave"} << QStringList{} << "P12";
-    QTest::newRow("validated-empty-leave-restores")
-        << "P12" << true << QStringList{"clear", "leave"} << QStringList{} << "P12";
+    QTest::newRow("validated-acceptable") << "P12" << true << QStringList{"clear", "type:P345", "return"} << QStringList{"P345"} << "P345";
+    QTest::newRow("validated-intermediate-return-keeps-entry") << "P12" << true << QStringList{"clear", "type:P3", "return"}
+                                                               << QStringList{} << "P3";
+    QTest::newRow("validated-intermediate-leave-restores") << "P12" << true << QStringList{"clear", "type:P3", "leave"}
+                                                           << QStringList{} << "P12";
 }
 
 void LxControlsTest::lineEditCommits()

@@ -20,21 +20,16 @@ class tst_LxUtilities : public QObject
 private slots:
     void streamType_data();
     void streamType();
-    void streamTypeCopies();
-
     void iniSections_data();
     void iniSections();
     void iniValues_data();
     void iniValues();
-    void iniReparseForgetsEarlierText();
-
+    void reuseForgetsEarlierText();
     void crc32_data();
     void crc32();
     void integers_data();
     void integers();
-
-    void appSettings();
-    void defaultPathSetting();
+    void settings();
 };
 
 static const QByteArray Bom("\xEF\xBB\xBF");
@@ -49,28 +44,20 @@ void tst_LxUtilities::streamType_data()
     QTest::newRow("plain") << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n") << "block" << true << 0u;
     QTest::newRow("bom-line-first") << Bom + "\r\n;type=\"block\" version=\"0\"\r\n" << "block" << true << 0u;
     QTest::newRow("bom-line-after") << QByteArray(";type=\"pin\" version=\"0\"\r\n") + Bom + "\r\n" << "pin" << true << 0u;
-    QTest::newRow("bom-on-type-line") << Bom + ";type=\"block\" version=\"0\"\r\n" << "block" << true << 0u;
     QTest::newRow("lf-only") << QByteArray(";type=\"code\" version=\"3\"\n[X]\n") << "code" << true << 3u;
-    QTest::newRow("no-line-end") << QByteArray(";type=\"order\" version=\"0\"") << "order" << true << 0u;
     QTest::newRow("other-kind") << QByteArray(";type=\"blocklibrary\" version=\"0\"\r\n") << "block" << false << 0u;
     QTest::newRow("kind-is-case-sensitive") << QByteArray(";type=\"Block\" version=\"0\"\r\n") << "block" << false << 0u;
+    QTest::newRow("unterminated-quote") << QByteArray(";type=\"block version=\"0\"\r\n") << "block" << false << 0u;
     QTest::newRow("kind-prefix-only") << QByteArray(";type=\"blockversion\" version=\"0\"\r\n") << "block" << false << 0u;
-    QTest::newRow("version-one") << QByteArray(";type=\"block\" version=\"1\"\r\n") << "block" << true << 1u;
     QTest::newRow("version-max") << QByteArray(";type=\"block\" version=\"4294967295\"\r\n") << "block" << true << 4294967295u;
     QTest::newRow("version-overflow") << QByteArray(";type=\"block\" version=\"4294967296\"\r\n") << "block" << false << 0u;
-    QTest::newRow("version-not-a-number") << QByteArray(";type=\"block\" version=\"x\"\r\n") << "block" << false << 0u;
     QTest::newRow("version-negative") << QByteArray(";type=\"block\" version=\"-1\"\r\n") << "block" << false << 0u;
-    QTest::newRow("version-empty") << QByteArray(";type=\"block\" version=\"\"\r\n") << "block" << false << 0u;
     QTest::newRow("missing-blank") << QByteArray(";type=\"block\"version=\"0\"\r\n") << "block" << false << 0u;
-    QTest::newRow("unterminated-quote") << QByteArray(";type=\"block version=\"0\"\r\n") << "block" << false << 0u;
     QTest::newRow("trailing-garbage") << QByteArray(";type=\"block\" version=\"0\" x\r\n") << "block" << false << 0u;
     QTest::newRow("trailing-blanks") << QByteArray(";type=\"block\" version=\"0\"  \r\n") << "block" << true << 0u;
-    QTest::newRow("not-a-comment") << QByteArray("type=\"block\" version=\"0\"\r\n") << "block" << false << 0u;
     QTest::newRow("third-line") << QByteArray("\r\n\r\n;type=\"block\" version=\"0\"\r\n") << "block" << true << 0u;
     QTest::newRow("fourth-line-too-late") << QByteArray("\r\n\r\n\r\n;type=\"block\" version=\"0\"\r\n") << "block" << false << 0u;
     QTest::newRow("empty") << QByteArray() << "block" << false << 0u;
-    QTest::newRow("empty-kind") << QByteArray(";type=\"\" version=\"0\"\r\n") << "" << false << 0u;
-    QTest::newRow("binary") << QByteArray("\x89PNG\r\n\x1a\n\0\0\0", 11) << "block" << false << 0u;
 }
 
 void tst_LxUtilities::streamType()
@@ -90,21 +77,6 @@ void tst_LxUtilities::streamType()
         QVERIFY(type.kind() != kind || kind.isEmpty());
 }
 
-void tst_LxUtilities::streamTypeCopies()
-{
-    StreamType type;
-    type.setStreamData(";type=\"pin\" version=\"0\"\r\n");
-    StreamType copy(type);
-    type.setStreamData(";type=\"block\" version=\"2\"\r\n");
-    QVERIFY(copy.contains(QStringLiteral("pin")));
-    QVERIFY(!copy.contains(QStringLiteral("block")));
-    copy = type;
-    QCOMPARE(copy.version(QStringLiteral("block")), 2u);
-    // A new stream forgets the old type line.
-    type.setStreamData("no type line");
-    QVERIFY(type.kind().isEmpty());
-}
-
 void tst_LxUtilities::iniSections_data()
 {
     QTest::addColumn<QByteArray>("text");
@@ -115,12 +87,10 @@ void tst_LxUtilities::iniSections_data()
                                 << QByteArrayList{"Info", "Names"} << true;
     QTest::newRow("bom-is-utf8") << Bom + "\r\n;type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n"
                                  << QByteArrayList{"Info"} << false;
-    QTest::newRow("file-order") << QByteArray("[Z]\n[A]\n[M]\n") << QByteArrayList{"Z", "A", "M"} << true;
+    QTest::newRow("file-order-trimmed") << QByteArray("[Z]\n[ A ]\n[M]\n") << QByteArrayList{"Z", "A", "M"} << true;
     QTest::newRow("duplicate-merged") << QByteArray("[A]\n[B]\n[A]\n") << QByteArrayList{"A", "B"} << true;
-    QTest::newRow("header-trimmed") << QByteArray("[ A ]\n") << QByteArrayList{"A"} << true;
     QTest::newRow("unclosed-header-skipped") << QByteArray("[A\nk=v\n[B]\n") << QByteArrayList{"B"} << true;
     QTest::newRow("empty-name") << QByteArray("[]\n") << QByteArrayList{""} << true;
-    QTest::newRow("comment-header") << QByteArray(";[A]\n[B]\n") << QByteArrayList{"B"} << true;
     QTest::newRow("bom-later-is-not-utf8") << QByteArray("\r\n") + Bom << QByteArrayList{} << true;
     QTest::newRow("empty") << QByteArray() << QByteArrayList{} << true;
 }
@@ -151,20 +121,14 @@ void tst_LxUtilities::iniValues_data()
 
     QTest::newRow("crlf") << QByteArray("[Info]\r\nShortName=Abc\r\nGroupPath=A/B\r\n")
                           << QByteArray("Info") << QByteArrayList{"ShortName", "GroupPath"} << QByteArrayList{"Abc", "A/B"};
-    QTest::newRow("lf") << QByteArray("[Info]\nShortName=Abc\nGroupPath=A/B")
-                        << QByteArray("Info") << QByteArrayList{"ShortName", "GroupPath"} << QByteArrayList{"Abc", "A/B"};
     QTest::newRow("empty-value-is-present") << QByteArray("[Info]\r\nGroupPath=\r\n")
                                             << QByteArray("Info") << QByteArrayList{"GroupPath"} << QByteArrayList{""};
     QTest::newRow("raw-value-untrimmed") << QByteArray("[S]\r\nk= a b \r\n")
                                          << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{" a b "};
     QTest::newRow("value-keeps-equals") << QByteArray("[S]\nk=a=b\n")
                                         << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{"a=b"};
-    QTest::newRow("key-trimmed") << QByteArray("[S]\n k =v\n")
-                                 << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{"v"};
-    QTest::newRow("comments-skipped") << QByteArray("[S]\n;k=1\nj=2\n")
+    QTest::newRow("comments-and-keyless-skipped") << QByteArray("[S]\n;k=1\njunk\n=3\n j =2\n")
                                       << QByteArray("S") << QByteArrayList{"j"} << QByteArrayList{"2"};
-    QTest::newRow("no-equals-skipped") << QByteArray("[S]\njunk\nj=2\n=3\n")
-                                       << QByteArray("S") << QByteArrayList{"j"} << QByteArrayList{"2"};
     QTest::newRow("before-first-section-skipped") << QByteArray("k=1\n[S]\nj=2\n")
                                                   << QByteArray("S") << QByteArrayList{"j"} << QByteArrayList{"2"};
     QTest::newRow("duplicate-key-last-value-first-place") << QByteArray("[S]\na=1\nb=2\na=3\n")
@@ -173,8 +137,6 @@ void tst_LxUtilities::iniValues_data()
                                               << QByteArray("S") << QByteArrayList{"a", "b"} << QByteArrayList{"1", "2"};
     QTest::newRow("latin1-bytes-raw") << QByteArray("[Names]\r\n1=Gr\xF6\xDF" "e\r\n")
                                       << QByteArray("Names") << QByteArrayList{"1"} << QByteArrayList{"Gr\xF6\xDF" "e"};
-    QTest::newRow("utf8-bytes-raw") << Bom + "\r\n[Names]\r\n1=Gr\xC3\xB6\xC3\x9F" "e\r\n"
-                                    << QByteArray("Names") << QByteArrayList{"1"} << QByteArrayList{"Gr\xC3\xB6\xC3\x9F" "e"};
     QTest::newRow("nul-bytes") << QByteArray("[S]\nk=a\0b\n", 10)
                                << QByteArray("S") << QByteArrayList{"k"} << QByteArrayList{QByteArray("a\0b", 3)};
 
@@ -221,14 +183,21 @@ void tst_LxUtilities::iniValues()
     QCOMPARE(s->value("Absent"), QByteArray());
 }
 
-void tst_LxUtilities::iniReparseForgetsEarlierText()
+// Reading a new text forgets everything of the one before; copies are independent.
+void tst_LxUtilities::reuseForgetsEarlierText()
 {
+    StreamType type;
+    type.setStreamData(";type=\"pin\" version=\"0\"\r\n");
+    const StreamType copy(type);
+    type.setStreamData("no type line");
+    QVERIFY(type.kind().isEmpty());
+    QVERIFY(copy.contains(QStringLiteral("pin")));
+
     IniParser parser;
     parser.setIniText(QByteArray("\xEF\xBB\xBF[A]\nk=1\n"));
     QVERIFY(!parser.latin1Encoded());
     parser.setIniText("[B]\nj=2\n");
     QCOMPARE(parser.allSectionNames(), QByteArrayList{"B"});
-    QVERIFY(!parser.section("A"));
     QVERIFY(parser.latin1Encoded());
 }
 
@@ -240,7 +209,6 @@ void tst_LxUtilities::crc32_data()
     // Check values of the standard CRC-32.
     QTest::newRow("empty") << QByteArray() << 0u;
     QTest::newRow("check-string") << QByteArray("123456789") << 0xCBF43926u;
-    QTest::newRow("fox") << QByteArray("The quick brown fox jumps over the lazy dog") << 0x414FA339u;
     QTest::newRow("one-zero-byte") << QByteArray(1, '\0') << 0xD202EF8Du;
 }
 
@@ -248,10 +216,8 @@ void tst_LxUtilities::crc32()
 {
     QFETCH(QByteArray, data);
     QFETCH(uint, crc);
-    LxByteArraySupport::ByteArraySupport support(data, false);
-    QCOMPARE(support.crc32(), crc);
-    LxByteArraySupport::ByteArraySupport bigEndian(data, true);
-    QCOMPARE(bigEndian.crc32(), crc);
+    QCOMPARE(LxByteArraySupport::ByteArraySupport(data, false).crc32(), crc);
+    QCOMPARE(LxByteArraySupport::ByteArraySupport(data, true).crc32(), crc);
 }
 
 void tst_LxUtilities::integers_data()
@@ -285,14 +251,13 @@ void tst_LxUtilities::integers()
     QVERIFY(!support.readUInt16(5, &small));
 }
 
-void tst_LxUtilities::appSettings()
+void tst_LxUtilities::settings()
 {
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
     const QString file = dir.filePath(QStringLiteral("settings.ini"));
     AppSettings *settings = AppSettings::instance();
     settings->setSettingsFile(file);
-
     QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 1u);
     QCOMPARE(settings->setting(42), 0u);
 
@@ -303,32 +268,23 @@ void tst_LxUtilities::appSettings()
     QCOMPARE(spy.at(0).at(0).toInt(), 0);
     QCOMPARE(spy.at(0).at(1).toUInt(), 0u);
 
+    // Default paths start at the documents folder and are kept per kind.
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    std::unique_ptr<DefaultPathSetting> libraries(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries));
+    QCOMPARE(libraries->path(), documents);
+    libraries->setPath(dir.path());
+
     // Stored values survive a new settings object over the same file.
     settings->settings()->sync();
     settings->setSettingsFile(QString());
     settings->setSettingsFile(file);
     QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 0u);
+    QCOMPARE(std::unique_ptr<DefaultPathSetting>(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries))->path(), dir.path());
+    QCOMPARE(std::unique_ptr<DefaultPathSetting>(DefaultPathSetting::create(eSettingDefaultPathProjects))->path(), documents);
 
     // A value that is not a number reads as the default.
     settings->settings()->setValue(QStringLiteral("Settings/0"), QStringLiteral("ask"));
     QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 1u);
-}
-
-void tst_LxUtilities::defaultPathSetting()
-{
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    AppSettings::instance()->setSettingsFile(dir.filePath(QStringLiteral("settings.ini")));
-
-    std::unique_ptr<DefaultPathSetting> libraries(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries));
-    QCOMPARE(libraries->kind(), eSettingDefaultPathBlockLibraries);
-    QCOMPARE(libraries->path(), QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
-
-    libraries->setPath(dir.path());
-    std::unique_ptr<DefaultPathSetting> again(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries));
-    QCOMPARE(again->path(), dir.path());
-    std::unique_ptr<DefaultPathSetting> projects(DefaultPathSetting::create(eSettingDefaultPathProjects));
-    QCOMPARE(projects->path(), QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
 }
 
 QTEST_GUILESS_MAIN(tst_LxUtilities)
