@@ -218,6 +218,19 @@ void TextTest::copiesAreIndependent()
     original.removeAll();
     QCOMPARE(copy.textLanguages(), (QList<int>{1, 2}));
     QVERIFY(original.isEmpty());
+
+    // Empty texts share their data until one of them is written.
+    Text first;
+    const Text second;
+    first.setText(2, "B");
+    first.setText(1, "A");
+    QVERIFY(second.isEmpty());
+    first.removeText(1);
+    QCOMPARE(first, Text(2, "B"));
+    first.removeText(2);
+    QCOMPARE(first, second);
+    first.setText(3, "C");
+    QVERIFY(second.isEmpty());
 }
 
 void TextTest::metaTypeRoundTrip()
