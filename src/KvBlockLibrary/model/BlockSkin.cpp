@@ -9,6 +9,8 @@
 #include <QtGui/QPen>
 #include <QtGui/QTransform>
 
+#include <utility>
+
 class BlockSkinPrivate
 {
 public:
@@ -117,17 +119,29 @@ QSizeF BlockSkin::size() const
     return size;
 }
 
+namespace {
+
+// An order emptied by the removals is kept as a list without storage. Qt 6.4 compares an empty
+// list that has storage with one that has none by handing a null pointer to memcmp, which the
+// undefined-behaviour sanitizer rightly reports in every caller that compares orders.
+QList<int> withoutStorageWhenEmpty(QList<int> order)
+{
+    return order.isEmpty() ? QList<int>() : order;
+}
+
+} // namespace
+
 void BlockSkin::setInputPinOrder(QList<int> order)
 {
     order.removeOne(-1);
     order.removeOne(0);
-    d->inputOrder = order;
+    d->inputOrder = withoutStorageWhenEmpty(std::move(order));
 }
 
 void BlockSkin::setOutputPinOrder(QList<int> order)
 {
     order.removeOne(0);
-    d->outputOrder = order;
+    d->outputOrder = withoutStorageWhenEmpty(std::move(order));
 }
 
 QList<int> BlockSkin::inputPinOrder() const
