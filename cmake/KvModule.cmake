@@ -91,7 +91,7 @@ function(kv_add_test name)
     target_compile_options(${name} PRIVATE ${KV_WARNING_FLAGS})
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;KV_TEST_OUTPUT_DIR=${PROJECT_BINARY_DIR}/test-output")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
 
 # kv_add_fuzzer(<name> SOURCES <files...> LIBS <targets...>)
