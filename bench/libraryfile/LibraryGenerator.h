@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KvBlockLibrary/BlockLibraryContainer.h>
+#include "EditableContainer.h"
 
 #include <QtCore/QString>
 
@@ -9,16 +9,8 @@ class FileStorageView;
 
 namespace KvBench {
 
-// A plain editable container whose load and save the scenarios call on storages they open
-// themselves, as a library file does within its load() and save().
-class FileContainer : public BlockLibraryContainer
-{
-public:
-    FileContainer() { setType(256); }
-    bool isLocalContainer() const override { return false; }
-    using BlockLibraryContainer::load;
-    using BlockLibraryContainer::save;
-};
+// The scenarios load and save this container on storages they open themselves.
+using FileContainer = EditableContainer;
 
 // Writes the container into a new storage file at path; false when that fails.
 bool saveToNewFile(FileContainer *container, const QString &path);

@@ -6,7 +6,7 @@
 // name they are written with), so comparison values must hold from the second round on.
 #include "FuzzLibraryWalk.h"
 
-#include <KvBlockLibrary/BlockLibraryContainer.h>
+#include "EditableContainer.h"
 
 #include <cstdint>
 #include <memory>
@@ -14,14 +14,7 @@
 namespace {
 
 // An editable container whose storage is whatever tree the input encodes.
-class TreeContainer : public BlockLibraryContainer
-{
-public:
-    TreeContainer() { setType(256); }
-    bool isLocalContainer() const override { return false; }
-    using BlockLibraryContainer::load;
-    using BlockLibraryContainer::save;
-};
+using TreeContainer = EditableContainer;
 
 // Block identifiers with their versions, and with comparison values when asked, in a fixed order.
 QStringList fingerprint(BlockLibrary *library, bool withValues)

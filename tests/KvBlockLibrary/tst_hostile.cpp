@@ -15,6 +15,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 
+#include "EditableContainer.h"
 #include "ScratchStorage.h"
 
 #include <QtTest/QTest>
@@ -25,14 +26,7 @@
 
 namespace {
 
-class TestContainer : public BlockLibraryContainer
-{
-public:
-    TestContainer() { setType(256); }
-    bool isLocalContainer() const override { return false; }
-    using BlockLibraryContainer::load;
-    using BlockLibraryContainer::save;
-};
+using TestContainer = EditableContainer;
 
 // AddressSanitizer keeps freed memory in quarantine and pads every allocation: bounds on
 // memory growth hold for the plain build and are looser under it.
