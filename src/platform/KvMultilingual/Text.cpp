@@ -60,11 +60,12 @@ bool Text::operator==(const Text &other) const
 
 void Text::setText(int language, const QString &text)
 {
-    const QString *stored = std::as_const(d)->find(language);
-    if (stored && *stored == text)
+    const TextData *data = d.constData();
+    const qsizetype index = data->lowerBound(language);
+    const bool stored = data->holdsAt(index, language);
+    if (stored && data->texts.at(index).text == text)
         return; // leaves a shared text shared
 
-    const qsizetype index = std::as_const(d)->lowerBound(language) - std::as_const(d)->texts.cbegin();
     if (stored)
         d->texts[index].text = text;
     else
@@ -109,14 +110,13 @@ bool Text::isEmpty() const
 
 void Text::removeText(int language)
 {
-    if (!std::as_const(d)->find(language))
+    const qsizetype index = d.constData()->lowerBound(language);
+    if (!d.constData()->holdsAt(index, language))
         return;
-    if (d->texts.size() == 1) {
+    if (d.constData()->texts.size() == 1)
         d = emptyTextData();
-        return;
-    }
-    const qsizetype index = std::as_const(d)->lowerBound(language) - std::as_const(d)->texts.cbegin();
-    d->texts.remove(index);
+    else
+        d->texts.remove(index);
 }
 
 void Text::removeAll()

@@ -20,15 +20,21 @@ public:
     // keeps textLanguages() and the stream form ascending.
     QList<Entry> texts;
 
-    QList<Entry>::const_iterator lowerBound(int language) const
+    // The place of language in texts: where it is stored, or where it would go.
+    qsizetype lowerBound(int language) const
     {
         return std::lower_bound(texts.cbegin(), texts.cend(), language,
-                                [](const Entry &entry, int wanted) { return entry.language < wanted; });
+                                [](const Entry &entry, int wanted) { return entry.language < wanted; })
+                - texts.cbegin();
+    }
+    bool holdsAt(qsizetype index, int language) const
+    {
+        return index < texts.size() && texts.at(index).language == language;
     }
     const QString *find(int language) const
     {
-        const auto it = lowerBound(language);
-        return it != texts.cend() && it->language == language ? &it->text : nullptr;
+        const qsizetype index = lowerBound(language);
+        return holdsAt(index, language) ? &texts.at(index).text : nullptr;
     }
 };
 
