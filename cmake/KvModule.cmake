@@ -7,7 +7,7 @@
 #
 # Makes a shared library <Module> with the alias KvBlockLibrary::<Module>, hidden symbol
 # visibility, the generated export header <Module>/<module>_export.h with the macros
-# <MODULE>_EXPORT and <MODULE>_AUTOTEST_EXPORT, and an include tree in the build directory
+# <MODULE>_EXPORT, and an include tree in the build directory
 # that mirrors the installed one, so that code inside and outside the project writes
 # #include <Module/Class.h> alike.
 
@@ -35,18 +35,9 @@ function(kv_add_module name)
 
     set(include_root "${CMAKE_CURRENT_BINARY_DIR}/include")
     set(export_header "${include_root}/${name}/${lower}_export.h")
-    set(autotest_block
-"
-#ifdef KV_AUTOTEST_EXPORTS
-#  define ${upper}_AUTOTEST_EXPORT ${upper}_EXPORT
-#else
-#  define ${upper}_AUTOTEST_EXPORT
-#endif
-")
     generate_export_header(${name}
         BASE_NAME ${upper}
-        EXPORT_FILE_NAME "${export_header}"
-        CUSTOM_CONTENT_FROM_VARIABLE autotest_block)
+        EXPORT_FILE_NAME "${export_header}")
 
     # Forwarding headers: the sources may sit in sub-folders, the installed tree is flat.
     foreach(header IN LISTS ARG_HEADERS)
@@ -63,9 +54,6 @@ function(kv_add_module name)
         PRIVATE
             ${CMAKE_CURRENT_SOURCE_DIR})
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_LIBS} PRIVATE ${ARG_PRIVATE_LIBS})
-    if(KV_BUILD_TESTS)
-        target_compile_definitions(${name} PRIVATE KV_AUTOTEST_EXPORTS)
-    endif()
     target_compile_options(${name} PRIVATE ${KV_WARNING_FLAGS})
 
     install(TARGETS ${name} EXPORT ${KV_EXPORT_SET}
@@ -86,8 +74,7 @@ function(kv_add_test name)
     set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON)
     target_link_libraries(${name} PRIVATE Qt6::Test ${ARG_LIBS})
     target_include_directories(${name} PRIVATE ${ARG_INCLUDES} ${PROJECT_SOURCE_DIR}/tests/support)
-    target_compile_definitions(${name} PRIVATE KV_AUTOTEST_EXPORTS
-        KV_TEST_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+    target_compile_definitions(${name} PRIVATE KV_TEST_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
     target_compile_options(${name} PRIVATE ${KV_WARNING_FLAGS})
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES
@@ -105,12 +92,10 @@ function(kv_add_fuzzer name)
         target_link_libraries(fuzz_${name} PRIVATE ${ARG_LIBS})
         target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
         target_include_directories(fuzz_${name} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz ${PROJECT_SOURCE_DIR}/tests/support)
-        target_compile_definitions(fuzz_${name} PRIVATE KV_AUTOTEST_EXPORTS)
     elseif(KV_BUILD_TESTS)
         add_executable(replay_${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/FuzzReplayMain.cpp)
         target_link_libraries(replay_${name} PRIVATE ${ARG_LIBS})
         target_include_directories(replay_${name} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz ${PROJECT_SOURCE_DIR}/tests/support)
-        target_compile_definitions(replay_${name} PRIVATE KV_AUTOTEST_EXPORTS)
         add_test(NAME replay_${name}
                  COMMAND replay_${name} ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
         set_tests_properties(replay_${name} PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")

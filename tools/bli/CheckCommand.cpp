@@ -1,9 +1,11 @@
 // check: everything in a library file that loading skips, and that saving the loaded library
 // would therefore drop. The walk follows the loader's rules entry by entry; a stream or
-// storage the loader never looks at, or looks at and refuses, is one problem.
+// storage the loader never looks at, or looks at and refuses, is one problem. Stored names are
+// parsed by the loaders' own functions, so that check and load cannot disagree on them.
 #include "Commands.h"
 #include "LibraryAccess.h"
 #include "Presentation.h"
+#include "StoredNames_p.h"
 #include "TypedIni_p.h"
 
 #include <KvBlockLibrary/BlockType.h>
@@ -13,7 +15,6 @@
 #include <LxUtilities/StreamType.h>
 
 #include <QtCore/QJsonArray>
-#include <QtCore/QRegularExpression>
 #include <QtCore/QSet>
 
 #include <algorithm>
@@ -49,21 +50,12 @@ QString refusal(const QByteArray &data, const QString &kind)
     return QString();
 }
 
-// The number a pattern's first group captures, when it fits an unsigned int.
-bool numberIn(const QRegularExpression &pattern, const QString &text, unsigned int *number)
-{
-    const QRegularExpressionMatch match = pattern.match(text);
-    if (!match.hasMatch())
-        return false;
-    bool ok = false;
-    *number = match.captured(1).toUInt(&ok, 10);
-    return ok;
-}
+using StoredNames::Number;
 
-const QRegularExpression &decimalName()
+bool isNumber(const QString &name)
 {
-    static const QRegularExpression pattern(QStringLiteral("^(\\d+)$"));
-    return pattern;
+    unsigned int number = 0;
+    return StoredNames::decimal(name, &number) == Number::Valid;
 }
 
 class Checker
@@ -116,8 +108,7 @@ private:
         onlyKnown(segments, prefix, {}, segments->storageNames());
         for (const QString &name : sorted(segments->storageNames())) {
             const QString path = prefix + escapeName(name) + QLatin1Char('/');
-            unsigned int number = 0;
-            if (!numberIn(decimalName(), name, &number)) {
+            if (!isNumber(name)) {
                 add(path, QStringLiteral("not a segment number, not read"));
                 continue;
             }
@@ -174,16 +165,16 @@ private:
             add(prefix + QStringLiteral("Info.ini"), refused + QStringLiteral(", block not read"));
             return false;
         }
-        static const QRegularExpression versionName(QStringLiteral("^V(\\d+)$"));
         QSet<unsigned int> versions;
         for (const QString &name : storage->storageNames()) {
             const QString path = prefix + escapeName(name) + QLatin1Char('/');
-            if (!versionName.match(name).hasMatch()) {
+            unsigned int number = 0;
+            const Number match = StoredNames::versionStorage(name, &number);
+            if (match == Number::NoMatch) {
                 unknownStorage(prefix, name);
                 continue;
             }
-            unsigned int number = 0;
-            if (!numberIn(versionName, name, &number)) {
+            if (match == Number::OutOfRange) {
                 add(path, QStringLiteral("version number out of range, not read"));
                 continue;
             }
@@ -243,8 +234,7 @@ private:
     void interface(FileStorageView *storage, const QString &prefix)
     {
         onlyKnown(storage, prefix, storage->streamNames(), {});
-        static const QRegularExpression pinName(QStringLiteral("^Pin_(\\d+)(\\.(\\w+))?$"));
-        QSet<unsigned int> pins;
+        QSet<int> pins;
         for (const QString &name : storage->streamNames()) {
             const QString path = prefix + escapeName(name);
             const QByteArray data = storage->readStream(name);
@@ -254,10 +244,11 @@ private:
                     add(path, refused);
                 continue;
             }
-            unsigned int number = 0;
-            if (!pinName.match(name).hasMatch()) {
+            int number = 0;
+            const Number match = StoredNames::pinStream(name, &number);
+            if (match == Number::NoMatch) {
                 unknownStream(prefix, name);
-            } else if (!numberIn(pinName, name, &number) || number > 0x7fffffffu) {
+            } else if (match == Number::OutOfRange) {
                 add(path, QStringLiteral("pin number out of range, not read"));
             } else if (pins.contains(number)) {
                 add(path, QStringLiteral("a second stream of pin %1, not read").arg(number));
@@ -274,14 +265,11 @@ private:
     void images(FileStorageView *storage, const QString &prefix)
     {
         onlyKnown(storage, prefix, storage->streamNames(), {});
-        static const QRegularExpression imageName(QStringLiteral("^(\\w+)(\\.(\\w+))?$"));
-        QHash<QString, QString> taken;
+        QHash<StoredNames::ListImage, QString> taken;
         for (const QString &name : storage->streamNames()) {
-            const QRegularExpressionMatch match = imageName.match(name);
-            const QString suffix = match.captured(3).toLower();
-            const QString base = match.captured(1);
-            if (!match.hasMatch() || (suffix != QLatin1String("png") && suffix != QLatin1String("bmp"))
-                    || (base != QLatin1String("IconLarge") && base != QLatin1String("IconSmall"))) {
+            QString suffix;
+            const StoredNames::ListImage base = StoredNames::listImage(name, &suffix);
+            if (base == StoredNames::ListImage::None) {
                 add(prefix + escapeName(name), QStringLiteral("not a list image (IconLarge or IconSmall, .png or .bmp), not read"));
                 continue;
             }
@@ -301,12 +289,9 @@ private:
     void parameters(FileStorageView *storage, const QString &prefix)
     {
         onlyKnown(storage, prefix, {}, storage->storageNames());
-        static const QRegularExpression familyIni(QStringLiteral("^Family_(\\d+)\\.ini$"));
-        static const QRegularExpression familyBare(QStringLiteral("^Family_(\\d+)$"));
         for (const QString &name : sorted(storage->storageNames())) {
             const QString path = prefix + escapeName(name) + QLatin1Char('/');
-            unsigned int number = 0;
-            if (!numberIn(decimalName(), name, &number)) {
+            if (!isNumber(name)) {
                 add(path, QStringLiteral("not a parameter number, not read"));
                 continue;
             }
@@ -316,16 +301,17 @@ private:
             for (const QString &stream : sorted(parameter->streamNames())) {
                 const QString streamPath = path + escapeName(stream);
                 unsigned int family = 0;
+                const Number familyMatch = StoredNames::familyDefinitionStream(stream, &family);
                 if (stream == QLatin1String("General.ini")) {
                     general = readable(parameter->readStream(stream));
                     if (!general)
                         add(streamPath, QStringLiteral("unreadable parameter definition, not read"));
-                } else if (familyIni.match(stream).hasMatch()) {
-                    if (!numberIn(familyIni, stream, &family))
+                } else if (familyMatch != Number::NoMatch) {
+                    if (familyMatch == Number::OutOfRange)
                         add(streamPath, QStringLiteral("family number out of range, not read"));
                     else if (!readable(parameter->readStream(stream)))
                         add(streamPath, QStringLiteral("unreadable parameter definition, not read"));
-                } else if (familyBare.match(stream).hasMatch()) {
+                } else if (StoredNames::isUnreadFamilyDefinitionStream(stream)) {
                     add(streamPath, QStringLiteral("family definition without \".ini\", not read back"));
                 } else if (stream != QLatin1String("Description.html")) {
                     unknownStream(path, stream);
@@ -339,11 +325,10 @@ private:
     // The sections the loader takes from parameter levels and values.
     void familySections(const TypedIniReader &reader, const QString &path, const QByteArray &key)
     {
-        static const QRegularExpression familySection(QStringLiteral("^Family_(\\d+)$"));
         for (const QByteArray &section : reader.sectionNames()) {
             unsigned int family = 0;
             const QString name = QString::fromLatin1(section);
-            const bool known = section == "General" || numberIn(familySection, name, &family);
+            const bool known = section == "General" || StoredNames::familySection(section, &family) == Number::Valid;
             if (!known)
                 add(path, QStringLiteral("section [%1] not read").arg(name));
             else if (!key.isEmpty() && !reader.contains(section, key))
@@ -354,10 +339,9 @@ private:
     void parameterLevels(FileStorageView *storage, const QString &prefix)
     {
         onlyKnown(storage, prefix, storage->streamNames(), {});
-        static const QRegularExpression levelName(QStringLiteral("^((\\w+)(\\[(\\w+)\\])?)(\\.(w+))?"));
         for (const QString &name : sorted(storage->streamNames())) {
             const QString path = prefix + escapeName(name);
-            if (!levelName.match(name).hasMatch()) {
+            if (StoredNames::levelStreamParameter(name).isEmpty()) {
                 add(path, QStringLiteral("not a parameter name, not read"));
                 continue;
             }
@@ -376,11 +360,9 @@ private:
     void binaries(FileStorageView *storage, const QString &prefix)
     {
         onlyKnown(storage, prefix, {}, storage->storageNames());
-        static const QRegularExpression familyBin(QStringLiteral("^Family_(\\d+)\\.bin$"));
         for (const QString &name : sorted(storage->storageNames())) {
             const QString path = prefix + escapeName(name) + QLatin1Char('/');
-            unsigned int number = 0;
-            if (!numberIn(decimalName(), name, &number)) {
+            if (!isNumber(name)) {
                 add(path, QStringLiteral("not a binary number, not read"));
                 continue;
             }
@@ -388,7 +370,8 @@ private:
             onlyKnown(binary, path, binary->streamNames(), {});
             for (const QString &stream : sorted(binary->streamNames())) {
                 unsigned int family = 0;
-                if (stream != QLatin1String("General.bin") && !numberIn(familyBin, stream, &family))
+                if (stream != QLatin1String("General.bin")
+                    && StoredNames::familyBinaryStream(stream, &family) != Number::Valid)
                     add(path + escapeName(stream), QStringLiteral("not General.bin or Family_<n>.bin, not read"));
             }
         }
@@ -409,12 +392,8 @@ private:
             add(orderPath, refused + QStringLiteral(", no parameter value read"));
             return;
         }
-        QSet<QString> listed;
-        for (const QByteArray &raw : order.split('\n')) {
-            const QByteArray line = raw.trimmed();
-            if (!line.isEmpty() && !line.startsWith(';'))
-                listed.insert(QString::fromLatin1(line));
-        }
+        const QStringList orderList = StoredNames::orderedStreams(order);
+        const QSet<QString> listed(orderList.cbegin(), orderList.cend());
         for (const QString &name : sorted(storage->streamNames())) {
             if (name == QLatin1String("order.txt"))
                 continue;

@@ -12,7 +12,7 @@ class BlockDefinition;
  * called "local", it has no name, and it is read-only exactly when its definition is not
  * writable.
  */
-class KVBLOCKLIBRARY_AUTOTEST_EXPORT LocalBlockContainer : public BlockLibraryContainer
+class LocalBlockContainer : public BlockLibraryContainer
 {
     Q_OBJECT
 

@@ -5,13 +5,13 @@
 #include "BlockLibrary.h"
 #include "BlockLibraryContainer.h"
 #include "BlockType.h"
+#include "StoredNames_p.h"
 #include "TypedIni_p.h"
 
 #include <KvSystem/System.h>
 #include <LxFileSystem/FileStorageView.h>
 #include <LxFileSystem/FileView.h>
 
-#include <QtCore/QRegularExpression>
 #include <QtCore/QUuid>
 #include <QtWidgets/QMessageBox>
 
@@ -423,20 +423,16 @@ bool Block::load(FileStorageView *storage)
     if (reader.languages("Names", &name))
         setName(name);
 
-    static const QRegularExpression versionPattern(QStringLiteral("^V(\\d+)$"));
     const QStringList storageNames = storage->storageNames();
     for (const QString &storageName : storageNames) {
-        FileStorageView *versionStorage = storage->storage(storageName);
-        const QRegularExpressionMatch match = versionPattern.match(versionStorage->name());
-        if (!match.hasMatch())
-            continue;
         // A number beyond the range, or one met twice (V2 and V02), would make an existing
-        // version unreachable: such storages are skipped.
-        bool ok = false;
-        const unsigned int number = match.captured(1).toUInt(&ok, 10);
-        if (!ok || d->versions.contains(number))
+        // version unreachable: such storages are skipped, where overwriting would lose the
+        // version already read.
+        unsigned int number = 0;
+        if (StoredNames::versionStorage(storageName, &number) != StoredNames::Number::Valid
+            || d->versions.contains(number))
             continue;
-        (void)createDefinition(number)->load(versionStorage);
+        (void)createDefinition(number)->load(storage->storage(storageName));
     }
     return true;
 }

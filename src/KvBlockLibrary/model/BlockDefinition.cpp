@@ -8,6 +8,7 @@
 #include "BlockPin.h"
 #include "CodeEditorAccess.h"
 #include "CrcFileStorageView.h"
+#include "StoredNames_p.h"
 #include "TypedIni_p.h"
 
 #include <KvParameterDefinition/ParameterDefinition.h>
@@ -22,7 +23,6 @@
 #include <QtCore/QMetaObject>
 #include <QtCore/QMutex>
 #include <QtCore/QRecursiveMutex>
-#include <QtCore/QRegularExpression>
 #include <QtCore/QSignalBlocker>
 
 #include <algorithm>
@@ -820,14 +820,13 @@ void BlockDefinitionPrivate::writeParameters(FileStorageView *storage) const
 
 void BlockDefinitionPrivate::readParameters(FileStorageView *storage)
 {
-    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)\\.ini$"));
     const QList<NumberedStorage> numbers = numberedStorages(storage, QStringLiteral("Parameter"));
     for (const NumberedStorage &entry : numbers) {
         const QStringList streams = entry.storage->streamNames();
         for (const QString &stream : streams) {
             const bool general = stream == QLatin1String("General.ini");
             unsigned int family = BlockDefinition::GeneralFamily;
-            if (!general && !capturedNumber(familyPattern, stream, &family))
+            if (!general && StoredNames::familyDefinitionStream(stream, &family) != StoredNames::Number::Valid)
                 continue;
             ParameterDefinition *definition =
                 ParameterDefinitionLoader::createAndLoadParameterDefinition(entry.storage->readStream(stream));
@@ -853,16 +852,11 @@ void BlockDefinitionPrivate::readParameterLevels(FileStorageView *storage)
     if (!hasStorage(storage, QStringLiteral("ParameterLevel")))
         return;
     FileStorageView *levels = storage->storage(QStringLiteral("ParameterLevel"));
-    // Anchored only at the start, and the last group reads a literal "w" repeated: the
-    // pattern accepts any suffix after a parameter name with an optional bracketed index.
-    static const QRegularExpression namePattern(QStringLiteral("^((\\w+)(\\[(\\w+)\\])?)(\\.(w+))?"));
-    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)$"));
     const QStringList streams = levels->streamNames();
     for (const QString &stream : streams) {
-        const QRegularExpressionMatch match = namePattern.match(stream);
-        if (!match.hasMatch())
+        const QString parameter = StoredNames::levelStreamParameter(stream);
+        if (parameter.isEmpty())
             continue;
-        const QString parameter = match.captured(1);
         // The stream is one of those just listed: read it without looking it up again, which
         // would make a storage of many streams cost their square.
         TypedIniReader reader;
@@ -872,7 +866,7 @@ void BlockDefinitionPrivate::readParameterLevels(FileStorageView *storage)
         for (const QByteArray &section : sections) {
             const bool general = section == "General";
             unsigned int familyNumber = BlockDefinition::GeneralFamily;
-            if (!general && !capturedNumber(familyPattern, QString::fromLatin1(section), &familyNumber))
+            if (!general && StoredNames::familySection(section, &familyNumber) != StoredNames::Number::Valid)
                 continue;
             const QList<QPair<QByteArray, int>> properties{{"LevelRead", 5}, {"LevelWrite", 6}};
             for (const auto &[key, property] : properties) {
@@ -955,15 +949,11 @@ void BlockDefinitionPrivate::readInterface(FileStorageView *storage)
     if (!hasStorage(storage, InterfaceStorage))
         return;
     FileStorageView *interface = storage->storage(InterfaceStorage);
-    static const QRegularExpression pinPattern(QStringLiteral("^Pin_(\\d+)(\\.(\\w+))?$"));
     const QStringList streams = interface->streamNames();
     for (const QString &stream : streams) {
-        const QRegularExpressionMatch match = pinPattern.match(stream);
-        if (!match.hasMatch())
-            continue;
-        bool ok = false;
-        const int number = match.captured(1).toInt(&ok);
-        if (!ok || pins.contains(number))
+        // Pin_2 and Pin_02 name one pin: the first stream listed is read, the other skipped.
+        int number = 0;
+        if (StoredNames::pinStream(stream, &number) != StoredNames::Number::Valid || pins.contains(number))
             continue;
         // Listed above: no second lookup (see readParameterLevels).
         TypedIniReader reader;
@@ -997,20 +987,15 @@ void BlockDefinitionPrivate::readImages(FileStorageView *storage)
     if (!hasStorage(storage, ImagesStorage))
         return;
     FileStorageView *images = storage->storage(ImagesStorage);
-    static const QRegularExpression imagePattern(QStringLiteral("^(\\w+)(\\.(\\w+))?$"));
     const QStringList streams = images->streamNames();
     for (const QString &stream : streams) {
-        const QRegularExpressionMatch match = imagePattern.match(stream);
-        if (!match.hasMatch())
-            continue;
-        const QString suffix = match.captured(3).toLower();
-        if (suffix != QLatin1String("bmp") && suffix != QLatin1String("png"))
-            continue;
-        const QString base = match.captured(1);
-        if (base == QLatin1String("IconLarge"))
-            q->setLargeListImage(suffix, images->readStream(stream));
-        else if (base == QLatin1String("IconSmall"))
-            q->setSmallListImage(suffix, images->readStream(stream));
+        // Of several candidates, the last one listed stays.
+        QString suffix;
+        switch (StoredNames::listImage(stream, &suffix)) {
+        case StoredNames::ListImage::Large: q->setLargeListImage(suffix, images->readStream(stream)); break;
+        case StoredNames::ListImage::Small: q->setSmallListImage(suffix, images->readStream(stream)); break;
+        case StoredNames::ListImage::None: break;
+        }
     }
 }
 

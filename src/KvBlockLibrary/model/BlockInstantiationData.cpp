@@ -1,12 +1,12 @@
 #include "BlockInstantiationData.h"
 
+#include "StoredNames_p.h"
 #include "TypedIni_p.h"
 
 #include <LxFileSystem/FileStorageView.h>
 #include <LxUtilities/StreamType.h>
 
 #include <QtCore/QHash>
-#include <QtCore/QRegularExpression>
 #include <QtCore/QSet>
 
 namespace {
@@ -151,13 +151,12 @@ QString BlockInstantiationData::targetParameterPropertyValue(unsigned int family
 
 void BlockInstantiationData::loadKsbBinaries(FileStorageView *versionStorage)
 {
-    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)\\.bin$"));
     const QList<NumberedStorage> numbers = numberedStorages(versionStorage, QStringLiteral("KsbBinaries"));
     for (const NumberedStorage &entry : numbers) {
         const QStringList streams = entry.storage->streamNames();
         for (const QString &stream : streams) {
             unsigned int family = 0;
-            if (capturedNumber(familyPattern, stream, &family))
+            if (StoredNames::familyBinaryStream(stream, &family) == StoredNames::Number::Valid)
                 setFamilyKsbBinary(family, entry.number, entry.storage->readStream(stream));
             else if (stream == QLatin1String("General.bin"))
                 setGeneralKsbBinary(entry.number, entry.storage->readStream(stream));
@@ -178,16 +177,11 @@ void BlockInstantiationData::loadParameterValues(FileStorageView *versionStorage
     if (!orderType.contains(QStringLiteral("order")) || orderType.version(QStringLiteral("order")) != 0)
         return;
 
-    static const QRegularExpression familyPattern(QStringLiteral("^Family_(\\d+)$"));
     // Looked up once: an order of many lines must not list the storage for each of them.
     const QStringList streamList = values->streamNames();
     const QSet<QString> streams(streamList.cbegin(), streamList.cend());
-    const QList<QByteArray> lines = order.split('\n');
-    for (const QByteArray &rawLine : lines) {
-        const QByteArray line = rawLine.trimmed();
-        if (line.isEmpty() || line.startsWith(';'))
-            continue;
-        const QString streamName = QString::fromLatin1(line);
+    const QStringList listed = StoredNames::orderedStreams(order);
+    for (const QString &streamName : listed) {
         const QString parameter = streamName.section(QLatin1Char('.'), 0, 0);
         TypedIniReader reader;
         if (!streams.contains(streamName)
@@ -199,7 +193,7 @@ void BlockInstantiationData::loadParameterValues(FileStorageView *versionStorage
                 continue;
             const QString value = reader.decode(reader.rawValue(section, "Value"));
             unsigned int family = 0;
-            if (capturedNumber(familyPattern, QString::fromLatin1(section), &family))
+            if (StoredNames::familySection(section, &family) == StoredNames::Number::Valid)
                 setFamilyParameterProperty(family, parameter, 109, value);
             else if (section == "General")
                 setGeneralParameterProperty(parameter, 109, value);

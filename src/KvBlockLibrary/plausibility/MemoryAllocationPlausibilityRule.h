@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PlausibilityRule.h"
+#include <KvBlockLibrary/PlausibilityRule.h>
 
 class MemoryAllocationPlausibilityRulePrivate;
 
@@ -9,7 +9,7 @@ class MemoryAllocationPlausibilityRulePrivate;
  * present. A failing check carries the message "Inkonsistenter Speichertyp", a passing one
  * none.
  */
-class KVBLOCKLIBRARY_AUTOTEST_EXPORT MemoryAllocationPlausibilityRule final : public PlausibilityRule
+class KVBLOCKLIBRARY_EXPORT MemoryAllocationPlausibilityRule final : public PlausibilityRule
 {
 public:
     MemoryAllocationPlausibilityRule();

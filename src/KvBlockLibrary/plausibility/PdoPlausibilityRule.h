@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PlausibilityRule.h"
+#include <KvBlockLibrary/PlausibilityRule.h>
 
 struct PdoPlausibilityRulePrivate;
 
@@ -11,7 +11,7 @@ struct PdoPlausibilityRulePrivate;
  * The message is kept the rule's own way: a passing check sets it to "Unzulässiges
  * PDO-Mapping", a failing check leaves whatever the last passing check left.
  */
-class KVBLOCKLIBRARY_AUTOTEST_EXPORT PdoPlausibilityRule : public PlausibilityRule
+class KVBLOCKLIBRARY_EXPORT PdoPlausibilityRule : public PlausibilityRule
 {
 public:
     PdoPlausibilityRule();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "PlausibilityRule.h"
+#include <KvBlockLibrary/PlausibilityRule.h>
 
 #include <QtCore/QObject>
 
@@ -11,7 +11,7 @@ class PlausibilityEvaluatorPrivate;
  * and tells whether the whole is plausible. Every rule runs, also after one failed; the
  * last message collected is the one to show, so the memory rule's wins when both fail.
  */
-class KVBLOCKLIBRARY_AUTOTEST_EXPORT PlausibilityEvaluator : public QObject
+class KVBLOCKLIBRARY_EXPORT PlausibilityEvaluator : public QObject
 {
     Q_OBJECT
 

@@ -15,7 +15,7 @@ using PlausibilityProperties = QHash<QString, QVariant>;
  * counts as present only when the table holds the key with a valid QVariant. Rules are
  * destroyed through their own type, never through this base.
  */
-class KVBLOCKLIBRARY_AUTOTEST_EXPORT PlausibilityRule
+class KVBLOCKLIBRARY_EXPORT PlausibilityRule
 {
 public:
     // Remembers the table (not owned); it must be set before the first evaluate().

@@ -5,7 +5,7 @@
 #include <LxUtilities/IniParser.h>
 #include <LxUtilities/StreamType.h>
 
-#include <QtCore/QRegularExpression>
+#include "StoredNames_p.h"
 
 #include <limits>
 
@@ -286,25 +286,12 @@ QList<NumberedStorage> numberedStorages(FileStorageView *parent, const QString &
     QList<NumberedStorage> result;
     if (!hasStorage(parent, name))
         return result;
-    static const QRegularExpression numberPattern(QStringLiteral("^(\\d+)$"));
     FileStorageView *storage = parent->storage(name);
     const QStringList names = storage->storageNames();
     for (const QString &childName : names) {
         unsigned int number = 0;
-        if (capturedNumber(numberPattern, childName, &number))
+        if (StoredNames::decimal(childName, &number) == StoredNames::Number::Valid)
             result.append(NumberedStorage{number, storage->storage(childName)});
     }
     return result;
-}
-
-bool capturedNumber(const QRegularExpression &pattern, const QString &text, unsigned int *number)
-{
-    const QRegularExpressionMatch match = pattern.match(text);
-    if (!match.hasMatch())
-        return false;
-    bool ok = false;
-    const unsigned int value = match.captured(1).toUInt(&ok, 10);
-    if (ok)
-        *number = value;
-    return ok;
 }

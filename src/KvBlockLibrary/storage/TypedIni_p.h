@@ -4,8 +4,6 @@
 // library goes through these two classes, so that type lines, byte-order marks, line ends,
 // encodings and number parsing are the same everywhere.
 
-#include <KvBlockLibrary/kvblocklibrary_export.h>
-
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -31,7 +29,7 @@ enum class TextEncoding {
  * `;type="<kind>" version="<n>"`, an empty line, then sections separated by one empty line.
  * Every line, the last included, ends with CR LF.
  */
-class KVBLOCKLIBRARY_AUTOTEST_EXPORT TypedIniWriter
+class TypedIniWriter
 {
 public:
     TypedIniWriter(const QString &kind, unsigned int version, TextEncoding encoding);
@@ -64,7 +62,7 @@ private:
  * its type line names another kind or an unknown version. The value getters return false
  * and leave their output unchanged when a key is absent or its value does not convert.
  */
-class KVBLOCKLIBRARY_AUTOTEST_EXPORT TypedIniReader
+class TypedIniReader
 {
 public:
     TypedIniReader();
@@ -109,8 +107,6 @@ private:
     bool m_forceUtf8 = false;
 };
 
-class QRegularExpression;
-
 // A sub-storage whose name is a decimal number (parameter numbers, binaries, group segments).
 struct NumberedStorage
 {
@@ -120,11 +116,8 @@ struct NumberedStorage
 
 // The sub-storages of parent's sub-storage `name` whose names are decimal numbers that fit
 // an unsigned int, in the order the storage lists them; empty when there is no such storage.
-KVBLOCKLIBRARY_AUTOTEST_EXPORT QList<NumberedStorage> numberedStorages(FileStorageView *parent, const QString &name);
-// Whether text matches pattern and its first capture group is a number that fits.
-KVBLOCKLIBRARY_AUTOTEST_EXPORT bool capturedNumber(const QRegularExpression &pattern, const QString &text,
-                                                   unsigned int *number);
+QList<NumberedStorage> numberedStorages(FileStorageView *parent, const QString &name);
 
 // Stream names of a storage, compared exactly: the readers look a stream up before reading it.
-KVBLOCKLIBRARY_AUTOTEST_EXPORT bool hasStream(const FileStorageView *storage, const QString &name);
-KVBLOCKLIBRARY_AUTOTEST_EXPORT bool hasStorage(const FileStorageView *storage, const QString &name);
+bool hasStream(const FileStorageView *storage, const QString &name);
+bool hasStorage(const FileStorageView *storage, const QString &name);
