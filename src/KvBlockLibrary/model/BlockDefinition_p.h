@@ -13,6 +13,18 @@
 
 #include <memory>
 
+// Names of the streams and storages of a version's own storage.
+namespace VersionStorage {
+inline const QString InfoStream = QStringLiteral("Info.ini");
+inline const QString CodeStream = QStringLiteral("Code.txt");
+inline const QString InterfaceStorage = QStringLiteral("Interface");
+inline const QString SkinStream = QStringLiteral("DefaultSkin");
+inline const QString ImagesStorage = QStringLiteral("Images");
+inline const QString WizardStorage = QStringLiteral("Wizard");
+inline const QString WizardStream = QStringLiteral("Definition.txt");
+inline const QString DescriptionStream = QStringLiteral("Description");
+} // namespace VersionStorage
+
 // Template settings of a definition; created on first write or when loading finds a wizard.
 struct TemplateInfo
 {
@@ -35,10 +47,15 @@ public:
     TemplateInfo *templateInfo();
     // Stores the pin and forwards its changes, as createPin does.
     void adoptPin(BlockPin *pin);
-    void emitChanged() { emit changed(); }
+    // Code text, list images and wizard definition are held qCompress'ed; these convert.
+    static QByteArray compressed(const QByteArray &data);
+    static QByteArray uncompressed(const QByteArray &compressed);
 
     bool load(FileStorageView *storage);
     void save(FileStorageView *storage);
+    // The version's own streams and storages, without its local blocks, with the given code
+    // text: the stored form and the comparison value differ only in those two.
+    void writeVersion(FileStorageView *storage, const QByteArray &code) const;
     void writeInfo(FileStorageView *storage) const;
     void writeInterface(FileStorageView *storage) const;
     void writeImages(FileStorageView *storage) const;
