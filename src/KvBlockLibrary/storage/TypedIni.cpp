@@ -125,21 +125,12 @@ bool TypedIniReader::setData(const QByteArray &data, const QString &kind)
 {
     StreamType type;
     type.setStreamData(data);
-    m_data = data;
-    m_kind = type.kind();
     m_parser.reset();
     if (!type.contains(kind) || type.version(kind) != 0)
         return false;
     m_parser = std::make_unique<LxIniParser::IniParser>();
     m_parser->setIniText(data);
     return true;
-}
-
-bool TypedIniReader::hasType(const QString &kind) const
-{
-    StreamType type;
-    type.setStreamData(m_data);
-    return type.contains(kind) && type.version(kind) == 0;
 }
 
 void TypedIniReader::setForceUtf8(bool force)
@@ -264,11 +255,6 @@ bool TypedIniReader::languages(const QByteArray &name, Text *value) const
     }
     *value = result;
     return true;
-}
-
-QByteArray TypedIniReader::data() const
-{
-    return m_data;
 }
 
 bool hasStream(const FileStorageView *storage, const QString &name)

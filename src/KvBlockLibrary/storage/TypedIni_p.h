@@ -73,8 +73,6 @@ public:
     [[nodiscard]] bool open(const FileStorageView *storage, const QString &streamName, const QString &kind);
     // The same for bytes already read.
     [[nodiscard]] bool setData(const QByteArray &data, const QString &kind);
-    // Whether the last opened stream's type line names `kind` with version 0.
-    bool hasType(const QString &kind) const;
 
     // Text values decode as UTF-8 when forced or when the stream starts with the
     // byte-order mark, else as Latin-1.
@@ -96,14 +94,11 @@ public:
     bool languages(const QByteArray &section, Text *value) const;
 
     QString decode(const QByteArray &bytes) const;
-    QByteArray data() const;
 
 private:
     LxIniParser::IniSection *section(const QByteArray &name) const;
 
     std::unique_ptr<LxIniParser::IniParser> m_parser;
-    QByteArray m_data;
-    QString m_kind;
     bool m_forceUtf8 = false;
 };
 

@@ -1,7 +1,5 @@
 #include "ByteArraySupport.h"
 
-#include <QtCore/QtEndian>
-
 #include <zlib.h>
 
 #include <limits>
@@ -10,8 +8,10 @@ namespace LxByteArraySupport {
 
 ByteArraySupport::ByteArraySupport(QByteArray &data, bool bigEndian)
     : m_data(data)
-    , m_bigEndian(bigEndian)
 {
+    // The byte order belongs to the suite's integer helpers, which the library does not use;
+    // the CRC does not depend on it.
+    Q_UNUSED(bigEndian)
 }
 
 unsigned int ByteArraySupport::crc32() const
@@ -28,44 +28,6 @@ unsigned int ByteArraySupport::crc32() const
         remaining -= piece;
     }
     return static_cast<unsigned int>(crc);
-}
-
-void ByteArraySupport::appendUInt16(quint16 value)
-{
-    char bytes[2];
-    if (m_bigEndian)
-        qToBigEndian(value, bytes);
-    else
-        qToLittleEndian(value, bytes);
-    m_data.append(bytes, 2);
-}
-
-void ByteArraySupport::appendUInt32(quint32 value)
-{
-    char bytes[4];
-    if (m_bigEndian)
-        qToBigEndian(value, bytes);
-    else
-        qToLittleEndian(value, bytes);
-    m_data.append(bytes, 4);
-}
-
-bool ByteArraySupport::readUInt16(qsizetype offset, quint16 *value) const
-{
-    if (offset < 0 || offset > m_data.size() - 2)
-        return false;
-    const char *at = m_data.constData() + offset;
-    *value = m_bigEndian ? qFromBigEndian<quint16>(at) : qFromLittleEndian<quint16>(at);
-    return true;
-}
-
-bool ByteArraySupport::readUInt32(qsizetype offset, quint32 *value) const
-{
-    if (offset < 0 || offset > m_data.size() - 4)
-        return false;
-    const char *at = m_data.constData() + offset;
-    *value = m_bigEndian ? qFromBigEndian<quint32>(at) : qFromLittleEndian<quint32>(at);
-    return true;
 }
 
 } // namespace LxByteArraySupport
