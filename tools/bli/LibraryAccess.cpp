@@ -1,6 +1,7 @@
 #include "LibraryAccess.h"
 
 #include "Invocation.h"
+#include "StoredNames_p.h"
 #include "TypedIni_p.h"
 
 #include <KvBlockLibrary/Block.h>
@@ -11,7 +12,6 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFileInfo>
-#include <QtCore/QRegularExpression>
 
 #include <cstdio>
 #include <unistd.h>
@@ -221,17 +221,18 @@ FileStorageView *OpenedLibrary::versionStorage(const BlockDefinition *definition
     if (!storage)
         return nullptr;
     // The block loads the first storage of a number ("V2" or "V02") and skips the others.
-    static const QRegularExpression versionPattern(QStringLiteral("^V(\\d+)$"));
     const QStringList names = storage->storageNames();
     for (const QString &name : names) {
-        const QRegularExpressionMatch match = versionPattern.match(name);
-        bool ok = false;
-        if (match.hasMatch() && match.captured(1).toUInt(&ok, 10) == definition->version() && ok)
+        unsigned int number = 0;
+        if (StoredNames::versionStorage(name, &number) == StoredNames::Number::Valid && number == definition->version())
             return storage->storage(name);
     }
     return nullptr;
 }
 
+// A save that finds another process's commit in between fails here: the engine never writes
+// over a commit it did not see, and bli refuses rather than retries, because the other
+// process may have changed what this one decided on (an import's "exists" check).
 void OpenedLibrary::commit()
 {
     m_container.reset();

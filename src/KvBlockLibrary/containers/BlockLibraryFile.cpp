@@ -81,6 +81,8 @@ bool BlockLibraryFile::save(const QString &requestedPath)
     }
     if (!file.isOpen())
         return fail(path.isEmpty() ? tr("Kein Dateiname angegeben.") : file.errorString());
+    // Refused before anything is written, so that a session on a file without write
+    // permission never gets as far as a failing commit.
     if (file.isReadOnly()) {
         file.close();
         return fail(tr("\"%1\" ist schreibgeschützt.").arg(path));
@@ -99,6 +101,7 @@ bool BlockLibraryFile::save(const QString &requestedPath)
         setModified();
         return fail(file.errorString());
     }
+    // The new path only after the commit: a failed "save as" leaves the library where it was.
     dFile()->filePath = path;
     dFile()->errorString.clear();
     return true;

@@ -10,7 +10,8 @@ class BlockDefinition;
  * Has no file and no description of its own: the definition stores the library directly.
  * It answers the questions blocks and libraries ask of their container: it is local, it is
  * called "local", it has no name, and it is read-only exactly when its definition is not
- * writable.
+ * writable. Internal and never subclassed, so it keeps its one member without a private
+ * object.
  */
 class LocalBlockContainer : public BlockLibraryContainer
 {

@@ -59,6 +59,8 @@ QByteArray boundedUncompress(const QByteArray &compressed)
     return complete ? out : QByteArray();
 }
 
+// Stricter than QByteArray::fromHex, which skips what is not a hex digit: a contents text with
+// blanks or an odd length is damaged, and guessing its bytes would load something else.
 bool isHexText(const QByteArray &text)
 {
     if (text.size() % 2)

@@ -128,6 +128,8 @@ void BlockDefinitionPrivate::readInfo(const TypedIniReader &reader, bool *infoFo
         q->setMaxUsedSystemBlock(number("MaxUsedSystemBlock"));
     if (reader.contains("Info", "LevelVisible"))
         q->setAccessLevelRead(number("LevelVisible"));
+    // The default applies only to an absent key within a present [Info] section; a version
+    // without the section keeps write level 0.
     q->setAccessLevelWrite(reader.contains("Info", "LevelWrite") ? number("LevelWrite") : 6u);
 
     eRuntimeMembership membership = eRuntimeMembershipStandard;

@@ -118,7 +118,7 @@ public:
     QList<PlausibilityRule *> rules;
     QStringList messages;
     bool plausible = false;
-    // The rules are destroyed through their own types.
+    // The evaluator owns the rules it creates and destroys them through their own types.
     std::vector<std::unique_ptr<PdoPlausibilityRule>> pdoRules;
     std::vector<std::unique_ptr<MemoryAllocationPlausibilityRule>> memoryRules;
 };

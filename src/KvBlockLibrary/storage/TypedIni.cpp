@@ -204,6 +204,8 @@ bool TypedIniReader::unsignedNumber(const QByteArray &name, const QByteArray &ke
         return false;
     bool ok = false;
     const unsigned long converted = rawValue(name, key).toULong(&ok, 10);
+    // A number that does not fit is skipped like one that does not parse, rather than cut to
+    // its low bits, which would read as another, valid value.
     if (!ok || converted > std::numeric_limits<unsigned int>::max())
         return false;
     *value = static_cast<unsigned int>(converted);
