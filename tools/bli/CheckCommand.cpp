@@ -135,6 +135,8 @@ private:
         // the earlier one.
         const QStringList names = blocks->storageNames();
         QHash<QString, QString> firstStorage;
+        // Identifiers of other spellings that denote one block (older imports wrote them).
+        QHash<QString, QPair<QString, QString>> byBlock;
         for (const QString &name : names) {
             const QString path = prefix + escapeName(name) + QLatin1Char('/');
             const QString identifier = identifierOfStorage(content, hasContent, name);
@@ -150,6 +152,14 @@ private:
                                       .arg(path, identifier));
             }
             firstStorage.insert(identifier, path);
+            const QString canonical = canonicalIdentifier(identifier);
+            const auto same = byBlock.constFind(canonical.isEmpty() ? identifier : canonical);
+            if (same != byBlock.cend() && same->first != identifier) {
+                add(path, QStringLiteral("identifier %1 denotes the same block as %2 in %3")
+                              .arg(quoted(identifier), quoted(same->first), same->second));
+            } else if (same == byBlock.cend()) {
+                byBlock.insert(canonical.isEmpty() ? identifier : canonical, qMakePair(identifier, path));
+            }
         }
     }
 

@@ -73,17 +73,30 @@ int runImport(const Invocation &invocation)
     OpenedLibrary opened(invocation.argument(0));
     BlockLibrary *library = opened.library();
 
-    // The block keeps the identifier it is imported as: a named block of the library, or a
-    // new identifier, or without one a new user block.
+    // The block keeps the identifier of the library's block it denotes, whatever the spelling
+    // given; a new block gets the library's own spelling; without an identifier it becomes a
+    // new user block.
+    FileStorageView *blocks = opened.root()->storage(QStringLiteral("Blocks"));
     QString identifier;
     if (invocation.arguments.size() > 1) {
         const QString wanted = invocation.argument(1);
-        if (library->containsBlock(wanted) || BlockType::isValid(wanted)) {
-            identifier = wanted;
+        const QString canonical = canonicalIdentifier(wanted);
+        if (BlockType::isValid(wanted) || library->containsBlock(wanted)) {
+            if (canonical.isEmpty())
+                throw Failure { QStringLiteral("%1: not an identifier the library can hold (white space, control "
+                                               "characters or a number out of range)").arg(quoted(wanted)) };
+            identifier = canonical;
+            const QList<QString> present = library->blockIdentifiers() + storageNamesByIdentifier(blocks).keys();
+            for (const QString &other : present) {
+                if (canonicalIdentifier(other) == canonical) {
+                    identifier = other;
+                    break;
+                }
+            }
         } else if (const Block *named = opened.findBlock(wanted, false)) {
             identifier = named->identifier();
         } else {
-            throw Failure { QStringLiteral("%1: neither a block of %2 nor a block identifier").arg(wanted, opened.path()) };
+            throw Failure { QStringLiteral("%1: neither a block of %2 nor a block identifier").arg(quoted(wanted), opened.path()) };
         }
     }
     std::unique_ptr<Block> block(identifier.isEmpty() ? Block::createUserBlock() : Block::createBlock(identifier));
@@ -91,7 +104,6 @@ int runImport(const Invocation &invocation)
     if (!block->loadContents(contents))
         throw Failure { QStringLiteral("standard input: not the contents text of a block") };
 
-    FileStorageView *blocks = opened.root()->storage(QStringLiteral("Blocks"));
     const bool exists = library->containsBlock(identifier) || storageNamesByIdentifier(blocks).contains(identifier);
     if (exists && !invocation.replace) {
         throw Failure { QStringLiteral("%1: block %2 exists; --replace overwrites it")

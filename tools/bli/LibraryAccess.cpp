@@ -7,11 +7,13 @@
 #include <KvBlockLibrary/Block.h>
 #include <KvBlockLibrary/BlockDefinition.h>
 #include <KvBlockLibrary/BlockLibrary.h>
+#include <KvBlockLibrary/BlockType.h>
 #include <LxFileSystem/FileStorageView.h>
 #include <LxFileSystem/FileView.h>
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFileInfo>
+#include <QtCore/QUuid>
 
 #include <cstdio>
 #include <unistd.h>
@@ -100,6 +102,36 @@ QString identifierOfStorage(const QHash<QByteArray, QString> &content, bool hasC
             return *it;
     }
     return storageName;
+}
+
+QString canonicalIdentifier(const QString &identifier)
+{
+    for (const QChar c : identifier) {
+        if (c.isSpace() || c.category() == QChar::Other_Control)
+            return QString();
+    }
+    using Classifier = bool (*)(const QString &, unsigned int *);
+    static const QList<QPair<Classifier, QString>> numbered {
+        { &BlockType::isIdentifierSystem, QStringLiteral("SystemBlock_") },
+        { &BlockType::isIdentifierStandard, QStringLiteral("StandardBlock_") },
+        { &BlockType::isIdentifierTemplate, QStringLiteral("TemplateBlock_") },
+        { &BlockType::isIdentifierTool, QStringLiteral("ToolBlock_") },
+        { &BlockType::isIdentifierMagic, QStringLiteral("MagicBlock_") },
+    };
+    for (const auto &[classify, prefix] : numbered) {
+        if (!classify(identifier, nullptr))
+            continue;
+        // A number beyond the range would read as 0 and so denote another block.
+        const QStringView digits = QStringView(identifier).mid(prefix.size());
+        bool ok = digits.isEmpty();
+        const unsigned int number = ok ? 0 : digits.toUInt(&ok, 10);
+        return ok ? prefix + QString::number(number) : QString();
+    }
+    if (BlockType::isIdentifierRoot(identifier))
+        return identifier;
+    if (BlockType::isIdentifierUser(identifier))
+        return QUuid(identifier).toString(QUuid::WithBraces);
+    return QString();
 }
 
 QHash<QString, QString> storageNamesByIdentifier(FileStorageView *blocks)

@@ -90,6 +90,13 @@ QString identifierOfStorage(const QHash<QByteArray, QString> &content, bool hasC
 // stream exists.
 QHash<QByteArray, QString> contentMap(FileStorageView *blocks, bool *present);
 
+// The block an identifier denotes, in the library's own spelling: a UUID in any spelling QUuid
+// reads as a lower-case braced UUID, a numbered kind as its prefix and the decimal number
+// without leading zeros. Spellings the library would take as different blocks ("{D8…}" and
+// "d8…", "StandardBlock_0100" and "StandardBlock_100") give one result. Empty for text that
+// is no block identifier, or that holds white space or control characters.
+QString canonicalIdentifier(const QString &identifier);
+
 // Whether the storage lists a stream or a sub-storage of that exact name.
 bool containsStream(const FileStorageView *storage, const QString &name);
 bool containsStorage(const FileStorageView *storage, const QString &name);

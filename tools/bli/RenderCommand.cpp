@@ -8,6 +8,8 @@
 #include <KvBlockLibrary/BlockPin.h>
 #include <KvBlockLibrary/BlockSkin.h>
 
+#include <QtCore/QFileInfo>
+#include <QtCore/QSaveFile>
 #include <QtGui/QFont>
 #include <QtGui/QImage>
 #include <QtGui/QPainter>
@@ -50,10 +52,18 @@ void drawPins(QPainter &painter, const BlockDefinition *definition, const QList<
 
 int runRender(const Invocation &invocation)
 {
+    const QString output = invocation.argument(3);
+    // The picture never replaces the library it is drawn from, whatever name reaches it.
+    const QFileInfo library(invocation.argument(0));
+    const QFileInfo target(output);
+    if (target.exists() && library.exists() && target.canonicalFilePath() == library.canonicalFilePath())
+        throw Failure { QStringLiteral("%1: is the library itself; the picture needs another file").arg(output) };
+    if (target.exists() && !invocation.force)
+        throw Failure { QStringLiteral("%1: exists; --force replaces it").arg(output) };
+
     OpenedLibrary opened(invocation.argument(0));
     Block *block = opened.findBlock(invocation.argument(1));
     const BlockDefinition *definition = OpenedLibrary::findVersion(block, invocation.argument(2));
-    const QString output = invocation.argument(3);
 
     const BlockSkin *skin = definition->defaultSkin();
     const QSizeF units = skin->size();
@@ -98,8 +108,10 @@ int runRender(const Invocation &invocation)
         drawPins(painter, definition, inputs, body, true, 0);
         drawPins(painter, definition, skin->outputPins(), body, false, inputs.contains(-1) ? 1 : 0);
     }
-    if (!picture.save(output, "PNG"))
-        throw Failure { QStringLiteral("%1: cannot write the picture").arg(output) };
+    // Written beside the target and renamed into place: a failed render leaves OUT as it was.
+    QSaveFile file(output);
+    if (!file.open(QIODevice::WriteOnly) || !picture.save(&file, "PNG") || !file.commit())
+        throw Failure { QStringLiteral("%1: cannot write the picture: %2").arg(output, file.errorString()) };
     return ExitSuccess;
 }
 

@@ -33,7 +33,7 @@ const CommandEntry commands[] = {
     { "import", runImport, 1, 2, false, "import FILE [BLOCK] [--replace] < CONTENTS" },
     { "check", runCheck, 1, 1, false, "check FILE [--json]" },
     { "dump", runDump, 1, 2, false, "dump FILE [PATH] [--json]" },
-    { "render", runRender, 4, 4, true, "render FILE BLOCK VERSION OUT.png" },
+    { "render", runRender, 4, 4, true, "render FILE BLOCK VERSION OUT.png [--force]" },
 };
 
 void printUsage(FILE *to)
@@ -116,8 +116,8 @@ int main(int argc, char **argv)
         return fail(QStringLiteral("%1 has no --json output").arg(invocation.command));
     if (invocation.replace && invocation.command != QLatin1String("import"))
         return fail(QStringLiteral("--replace belongs to import"));
-    if (invocation.force && invocation.command != QLatin1String("demo"))
-        return fail(QStringLiteral("--force belongs to demo"));
+    if (invocation.force && invocation.command != QLatin1String("demo") && invocation.command != QLatin1String("render"))
+        return fail(QStringLiteral("--force belongs to demo and render"));
 
     // Drawing needs fonts and so a GUI application; the tool never shows a window, so it
     // draws offscreen wherever it runs. Everything else makes do with a core application.

@@ -39,12 +39,16 @@ void FallbackBlockContainer::insert(Block *block)
         return;
     if (library()->containsBlock(block->identifier()))
         return;
+    // A block that cannot be written whole gets no copy rather than an incomplete one.
+    const QByteArray contents = block->saveContents();
+    if (contents.isEmpty())
+        return;
     Block *copy = Block::createBlock(block->identifier());
     if (!copy)
         return;
     copy->setFallbackBlock();
     // A complete copy through the serialised form; a copy that fails to load is kept anyway.
-    (void)copy->loadContents(block->saveContents());
+    (void)copy->loadContents(contents);
     library()->insertBlock(copy);
 }
 

@@ -16,6 +16,7 @@
 #include <QtWidgets/QMessageBox>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 
 #include <zlib.h>
@@ -303,13 +304,17 @@ BlockDefinition *Block::createDefinition(unsigned int version)
 BlockDefinition *Block::createDefinition()
 {
     const QList<unsigned int> numbers = versions();
+    // One above the highest would wrap to 0 and replace the first version.
+    if (!numbers.isEmpty() && numbers.last() == std::numeric_limits<unsigned int>::max())
+        return nullptr;
     return createDefinition(numbers.isEmpty() ? 0 : numbers.last() + 1);
 }
 
 BlockDefinition *Block::createDefinitionClone(unsigned int version)
 {
     const QList<unsigned int> numbers = versions();
-    if (numbers.isEmpty())
+    // No number is left above the highest: nothing to ask about.
+    if (numbers.isEmpty() || numbers.last() == std::numeric_limits<unsigned int>::max())
         return nullptr;
     if (version != numbers.last()) {
         QMessageBox box(QMessageBox::Warning, BlockPrivate::tr("Bausteinversion erstellen"),
@@ -445,14 +450,18 @@ QByteArray Block::saveContents()
     file.create(QString());
     if (!file.isOpen())
         return QByteArray();
-    QByteArray contents;
+    QByteArray serialised;
     {
         std::unique_ptr<FileStorageView> root(file.createRootView());
         save(root.get());
-        contents = qCompress(root->toByteArray(), 9).toHex();
+        serialised = root->toByteArray();
     }
     file.close();
-    return contents;
+    // Local blocks nested deeper than a storage holds are not written whole: no text at all
+    // rather than one that loads without the deepest blocks.
+    if (file.hasError())
+        return QByteArray();
+    return qCompress(serialised, 9).toHex();
 }
 
 bool Block::loadContents(const QByteArray &contents)

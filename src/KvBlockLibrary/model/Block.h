@@ -83,9 +83,11 @@ public:
     // number must not exist yet: an existing definition would become unreachable.
     BlockDefinition *createDefinition(unsigned int version);
     // A new empty version one above the highest (0 for the first); emits changed().
+    // Null, changing nothing, when the highest version is already 4294967295.
     BlockDefinition *createDefinition();
     // A copy of that version as a new highest version. Asks the user first when the source
-    // is not the highest version; null when declined or when there is no such version.
+    // is not the highest version; null when declined, when there is no such version, or when
+    // the highest version is 4294967295.
     BlockDefinition *createDefinitionClone(unsigned int version);
     // Deletes the version, if there is one; emits changed() in every case.
     void deleteDefinition(unsigned int version);
@@ -103,7 +105,8 @@ public:
     [[nodiscard]] bool load(FileStorageView *storage);
     void save(FileStorageView *storage);
     void saveForCompareCrc(FileStorageView *storage) const;
-    // The block as lower-case hexadecimal text of its compressed storage; empty on failure.
+    // The block as lower-case hexadecimal text of its compressed storage; empty when the block
+    // cannot be written whole (local blocks nested deeper than a storage holds).
     QByteArray saveContents();
     [[nodiscard]] bool loadContents(const QByteArray &contents);
 

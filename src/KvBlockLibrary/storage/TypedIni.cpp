@@ -47,6 +47,16 @@ void TypedIniWriter::beginSection(const QByteArray &name)
 
 QByteArray TypedIniWriter::encode(const QString &value) const
 {
+    // A line break in a value would end its line, and what follows would read as keys and
+    // sections of their own: a name could rewrite other fields. Each break (CR LF, CR or LF)
+    // is written as one space, so that every stream reads back key for key.
+    if (value.contains(QLatin1Char('\n')) || value.contains(QLatin1Char('\r'))) {
+        QString flat = value;
+        flat.replace(QLatin1String("\r\n"), QLatin1String(" "));
+        flat.replace(QLatin1Char('\r'), QLatin1Char(' '));
+        flat.replace(QLatin1Char('\n'), QLatin1Char(' '));
+        return encode(flat);
+    }
     return m_encoding == TextEncoding::Utf8 ? value.toUtf8() : value.toLatin1();
 }
 

@@ -27,7 +27,8 @@ enum class TextEncoding {
 /*
  * Builds a typed INI stream: the optional byte-order-mark line, the type line
  * `;type="<kind>" version="<n>"`, an empty line, then sections separated by one empty line.
- * Every line, the last included, ends with CR LF.
+ * Every line, the last included, ends with CR LF. Text values are written on one line:
+ * each line break in them (CR LF, CR or LF) becomes one space.
  */
 class TypedIniWriter
 {

@@ -6,8 +6,6 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 
-#include <unistd.h>
-
 void FileViewPrivate::startSession(Mode newMode, const QString &path)
 {
     mode = newMode;
@@ -32,7 +30,8 @@ void FileViewPrivate::discard()
 StorageFileStatus FileViewPrivate::save()
 {
     // Part of what was written could not be stored: saving the rest would lose it silently.
-    if (mode != Mode::Closed && mode != Mode::Scratch && session && session->tooDeep)
+    // A scratch file reports it too, so that whoever took its bytes learns they are not whole.
+    if (mode != Mode::Closed && session && session->tooDeep)
         return StorageFileStatus(StorageFileStatus::TooDeep);
     switch (mode) {
     case Mode::Closed:
@@ -156,7 +155,7 @@ void FileView::create(const QString &path)
     }
     // Write through symbolic links instead of replacing them.
     d->absolutePath = info.canonicalFilePath();
-    if (::access(QFile::encodeName(d->absolutePath).constData(), W_OK) != 0) {
+    if (!writePermitted(d->absolutePath)) {
         d->setError(StorageFileStatus(StorageFileStatus::ReadOnly), false);
         return;
     }

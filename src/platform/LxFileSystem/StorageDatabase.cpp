@@ -478,6 +478,20 @@ FileIdentity FileIdentity::of(const QString &path)
     return identity;
 }
 
+bool writePermitted(const QString &path, int *error)
+{
+    const QByteArray encoded = QFile::encodeName(path);
+    int refusal = 0;
+    struct stat status;
+    if (::access(encoded.constData(), W_OK) != 0)
+        refusal = errno;
+    else if (::stat(encoded.constData(), &status) == 0 && (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
+        refusal = EACCES;
+    if (error)
+        *error = refusal;
+    return refusal == 0;
+}
+
 StorageFileStatus StorageDatabase::fromSqlite(StorageFileStatus::Code fallback) const
 {
     const LxSqlite::Error &error = m_db.lastError();
@@ -520,7 +534,8 @@ StorageFileStatus StorageDatabase::open(const QString &path)
     close();
     m_path = path;
     m_fetchFailure = StorageFileStatus();
-    if (!m_db.open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX) || !configure(m_db, Origin::Existing))
+    const int mode = writePermitted(path) ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+    if (!m_db.open(path, mode | SQLITE_OPEN_NOMUTEX) || !configure(m_db, Origin::Existing))
         return fromSqlite(StorageFileStatus::ReadFailed);
     if (!m_db.exec("BEGIN DEFERRED"))
         return fromSqlite(StorageFileStatus::ReadFailed);
@@ -773,11 +788,11 @@ StorageFileStatus StorageDatabase::quickCheck()
 
 StorageFileStatus StorageDatabase::checkBeforeWriting(const FileIdentity &identity)
 {
-    const QByteArray encodedPath = QFile::encodeName(m_path);
-    if (::access(encodedPath.constData(), W_OK) != 0) {
-        if (errno == ENOENT)
+    int error = 0;
+    if (!writePermitted(m_path, &error)) {
+        if (error == ENOENT)
             return { StorageFileStatus::Changed, QStringLiteral("file removed") };
-        StorageFileStatus status = statusFromErrno(errno, StorageFileStatus::WriteFailed);
+        StorageFileStatus status = statusFromErrno(error, StorageFileStatus::WriteFailed);
         if (status.code == StorageFileStatus::NoPermission)
             status.code = StorageFileStatus::ReadOnly;
         return status;

@@ -23,6 +23,12 @@ struct FileIdentity
     quint64 inode = 0;
 };
 
+// Whether the file at path may be written: the process must be allowed to, and the file's
+// permission bits must grant writing to someone. The second test makes a file without write
+// permission read-only also for a process that may write anything (root). On false, *error
+// (when given) holds the errno of the refusal, EACCES for the permission bits.
+bool writePermitted(const QString &path, int *error = nullptr);
+
 // The storages a file held when the session began, with their stream lists (shared with the
 // tree until a write changes them), so that a commit writes only the rows that differ.
 struct StorageSnapshot
