@@ -97,8 +97,6 @@ private slots:
     void pinListsByFunction();
     void predicates_data();
     void predicates();
-    void codeText_data();
-    void codeText();
     void toolTipText_data();
     void toolTipText();
     void editorObjectsAreWeak();
@@ -209,7 +207,6 @@ void tst_Definition::predicates_data()
     row("user-levels-met", "user", Home::Alone, 3, 3, 3, "1111");
     row("user-read-above", "user", Home::Alone, 4, 0, 3, "0101");
     row("user-write-above", "user", Home::Alone, 0, 4, 3, "1010");
-    row("user-writable-library", "user", Home::WritableLibrary, 0, 7, 7, "1111");
     row("user-read-only-library", "user", Home::ReadOnlyLibrary, 0, 0, 7, "1011");
     row("user-read-only-library-write-above", "user", Home::ReadOnlyLibrary, 0, 5, 4, "1010");
     row("standard-writable-library", standard, Home::WritableLibrary, 0, 0, 7, "1010");
@@ -261,37 +258,6 @@ void tst_Definition::predicates()
     // A stored image always wins over the default.
     definition->setSmallListImage(QStringLiteral("bmp"), "own");
     QCOMPARE(definition->smallListImage(), QByteArray("own"));
-}
-
-void tst_Definition::codeText_data()
-{
-    QTest::addColumn<QByteArray>("text");
-    QTest::addColumn<QByteArray>("expectedText");
-    QTest::addColumn<uint>("expectedVersion");
-
-    const QByteArray previous = codeStream(7, "old");
-    const QByteArray withBom = "\xEF\xBB\xBF\r\n" + codeStream(2, "body");
-    QTest::newRow("code-header") << codeStream(3, "new\r\nlines") << codeStream(3, "new\r\nlines") << 3u;
-    QTest::newRow("header-after-bom-line") << withBom << withBom << 2u;
-    QTest::newRow("no-header") << QByteArray("plain text") << previous << 7u;
-    // Code text and images are held compressed.
-    const QByteArray zeros = codeStream(5, QByteArray(1024 * 1024, '\0'));
-    QTest::newRow("megabyte-of-zeros") << zeros << zeros << 5u;
-    QTest::newRow("embedded-nul") << codeStream(5, QByteArray("a\0b\0", 4)) << codeStream(5, QByteArray("a\0b\0", 4)) << 5u;
-}
-
-void tst_Definition::codeText()
-{
-    QFETCH(QByteArray, text);
-
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    BlockDefinition *definition = block->createDefinition();
-    definition->setCodeText(codeStream(7, "old"));
-    definition->setCodeText(text);
-    QTEST(definition->codeText(), "expectedText");
-    QTEST(definition->codeTextVersion(), "expectedVersion");
-    definition->setLargeListImage(QStringLiteral("bmp"), text);
-    QCOMPARE(definition->largeListImage(), text);
 }
 
 void tst_Definition::toolTipText_data()

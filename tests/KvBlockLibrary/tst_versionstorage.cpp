@@ -170,10 +170,9 @@ void tst_VersionStorage::loadResult_data()
     QTest::addColumn<bool>("localBlocksRead");
 
     QTest::newRow("no-info-stream") << QByteArray() << false << false << false;
-    QTest::newRow("block-kind") << QByteArray(";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\n") << false << false << true;
     QTest::newRow("template-kind-only") << TemplateHeader + "\r\n[Info]\r\n" << false << false << true;
     QTest::newRow("no-info-section") << VersionHeader + "\r\n[Other]\r\nLevelVisible=1\r\n" << false << true << true;
-    QTest::newRow("empty-info-section") << info(QByteArray()) << true << true << true;
+    QTest::newRow("info-section") << info("LevelWrite=6\r\n") << true << true << true;
 }
 
 void tst_VersionStorage::loadResult()
@@ -240,8 +239,6 @@ void tst_VersionStorage::templateSection_data()
                                         << true << true << true << 7u << QByteArray();
     QTest::newRow("template-header-only") << TemplateHeader + "\r\n" + infoSection + section + "AvailableFor=global\r\nLevelEditOfCopy=3\r\n"
                                           << false << true << false << 3u << QByteArray();
-    QTest::newRow("parameter-group-outside-template") << VersionHeader + TemplateHeader + "\r\n" + infoSection + "ParameterGroup=X\r\n"
-                                                      << true << true << true << 7u << QByteArray();
 }
 
 void tst_VersionStorage::templateSection()
@@ -414,7 +411,7 @@ void tst_VersionStorage::saveLeavesOtherEntriesUntouched()
 {
     ScratchStorage storage;
     StorageTreeText::write(storage.root(),
-                           {{"Info.ini", VersionHeader + TemplateHeader + "\r\n[Info]\r\nLevelVisible=1\r\n\r\n[Template]\r\nAvailableFor=global\r\n"},
+                           {{"Info.ini", VersionHeader + TemplateHeader + "\r\n[Info]\r\nLevelVisible=1\r\nLevelWrite=6\r\n\r\n[Template]\r\nAvailableFor=global\r\n"},
                             {"KsbBinaries/4/General.bin", "ksb"},
                             {"ParameterValues/order.txt", ";type=\"order\" version=\"0\"\r\n"},
                             {"ParameterLevel", "levels"},
