@@ -128,10 +128,8 @@ void tst_Definition::emissions_data()
     row("description", [](BlockDefinition *d) { d->setDescriptionText("x"); }, 1, 0, 0);
     row("description-same", [](BlockDefinition *d) { d->setDescriptionText(QByteArray()); }, 0, 0, 0);
     row("small-image-twice", [](BlockDefinition *d) { for (int i = 0; i < 2; ++i) d->setSmallListImage(QStringLiteral("png"), "i"); }, 1, 0, 0);
-    row("small-image-name-only", [](BlockDefinition *d) { d->setSmallListImage(QStringLiteral("png"), QByteArray()); }, 1, 0, 0);
     row("global-template", [](BlockDefinition *d) { d->setGlobalTemplate(true); }, 1, 0, 0);
     row("code-text-without-header", [](BlockDefinition *d) { d->setCodeText("a"); }, 1, 0, 0);
-    row("code-text-for-crc", [](BlockDefinition *d) { d->setCodeTextForCompareCrc("a"); }, 0, 0, 0);
     row("create-pin", [](BlockDefinition *d) { d->createPin(1); }, 1, 1, 0);
     row("create-existing-pin", [](BlockDefinition *d) { d->createPin(-1); }, 1, 1, 0);
     // A pin change reaches changed() directly and once more through pinsModified().
@@ -275,7 +273,6 @@ void tst_Definition::toolTipText_data()
                   uint current, const QString &expected, const QString &name = QStringLiteral("Regler")) {
         QTest::newRow(tag) << name << version << zero << own << inLibrary << current << expected;
     };
-    row("bare", 0, "", "", false, 7, "Regler (0)");
     row("own-description", 0, "", "D", false, 7, "Regler (0)<br>D<br>");
     row("zero-and-own", 2, "A", "B", false, 7, "Regler (2)<br>A<hr>B<br>");
     row("zero-empty", 2, "", "B", false, 7, "Regler (2)<br>B<br>");

@@ -302,7 +302,6 @@ void tst_LibraryFile::closeQuestion_data()
     QTest::newRow("close-unmodified-without-asking") << false << 1u << false << int(None) << true << false;
     QTest::newRow("request-silently") << true << 0u << true << int(None) << true << true;
     QTest::newRow("request-ask-yes") << true << 1u << true << int(Yes) << true << true;
-    QTest::newRow("request-ask-no") << true << 1u << true << int(No) << true << false;
     QTest::newRow("request-other-setting") << true << 2u << true << int(None) << true << false;
     QTest::newRow("request-unmodified-silently") << true << 0u << false << int(None) << true << false;
 }
