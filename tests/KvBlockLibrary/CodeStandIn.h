@@ -18,27 +18,25 @@ public:
     // the text under edit; the comparison update sets compareText when it is not null.
     explicit CodeStandIn(BlockDefinition *definition = nullptr, const QByteArray &editedText = QByteArray(),
                          const QByteArray &compareText = QByteArray())
-        : m_definition(definition), m_editedText(editedText), m_compareText(compareText)
+        : definition(definition), editedText(editedText), compareText(compareText)
     {
     }
     void save() override
     {
         ++saves;
-        if (m_definition && !m_editedText.isEmpty())
-            m_definition->setCodeText(m_editedText);
+        if (definition && !editedText.isEmpty())
+            definition->setCodeText(editedText);
     }
     void updateDefinitionCodeTextForCompareCrc() override
     {
         ++updates;
-        if (m_definition && !m_compareText.isNull())
-            m_definition->setCodeTextForCompareCrc(m_compareText);
+        if (definition && !compareText.isNull())
+            definition->setCodeTextForCompareCrc(compareText);
     }
 
+    BlockDefinition *const definition;
+    const QByteArray editedText;
+    const QByteArray compareText;
     int saves = 0;
     int updates = 0;
-
-private:
-    BlockDefinition *m_definition;
-    QByteArray m_editedText;
-    QByteArray m_compareText;
 };

@@ -199,10 +199,10 @@ void tst_VersionStorage::loadResult()
     // What is not read stays as in a new version; local blocks are read on their own.
     Version expected;
     expected.definition->setAccessLevelWrite(6);
-    if (localBlocksRead)
+    if (localBlocksRead) {
         expected.definition->localBlockLibrary()->insertBlock(Block::createBlock(local->identifier()));
-    if (localBlocksRead)
         expected.definition->localBlockLibrary()->block(local->identifier())->createDefinition();
+    }
     Version loaded;
     loaded.definition->setAccessLevelWrite(6);
     QTEST(loaded.definition->load(storage.root()), "result");
