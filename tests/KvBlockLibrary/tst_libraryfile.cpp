@@ -28,9 +28,7 @@
 
 namespace {
 
-const QString SaveTitle = QStringLiteral("Speichern");
 const QString SaveFailure = QStringLiteral("Die Bibliothek kann nicht gespeichert werden");
-const QString CloseTitle = QStringLiteral("Bibliothek wurde geändert");
 
 QByteArray fileContents(const QString &path)
 {
@@ -38,170 +36,96 @@ QByteArray fileContents(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-QStringList treeOf(const QString &path)
+// Opens a storage file, lets edit change its root, as another tool of the suite would, and
+// returns the tree as text.
+QStringList editFile(const QString &path, const std::function<void(FileStorageView *)> &edit = {})
 {
     FileView view;
     view.open(path);
-    std::unique_ptr<FileStorageView> root(view.createRootView());
+    std::unique_ptr<FileStorageView> root(view.isOpen() ? view.createRootView() : nullptr);
+    if (root && edit)
+        edit(root.get());
     const QStringList lines = StorageTreeText::lines(root.get());
     root.reset();
     view.close();
-    return lines;
+    return view.hasError() ? QStringList() : lines;
 }
 
-// Opens a library file and lets edit change its root, as another tool of the suite would.
-bool editFile(const QString &path, const std::function<void(FileStorageView *)> &edit)
-{
-    FileView view;
-    view.open(path);
-    if (!view.isOpen())
-        return false;
-    std::unique_ptr<FileStorageView> root(view.createRootView());
-    edit(root.get());
-    root.reset();
-    view.close();
-    return !view.hasError();
-}
-
-// Every version's path and comparison value, local blocks included: equal lists mean the same
-// blocks, versions and compared contents.
-void collectCrc(BlockLibrary *library, const QString &prefix, QStringList *out)
-{
-    const QList<QString> identifiers = library->blockIdentifiers();
-    for (const QString &identifier : identifiers) {
-        Block *block = library->block(identifier);
-        for (unsigned int number : block->versions()) {
-            BlockDefinition *version = block->blockDefinition(number);
-            const QString path = QStringLiteral("%1%2/V%3").arg(prefix, identifier).arg(number);
-            *out << path + QLatin1Char(' ') + QString::fromLatin1(version->compareCrc32Value());
-            collectCrc(version->localBlockLibrary(), path + QStringLiteral("/local/"), out);
-        }
-    }
-}
-
-QStringList comparisonValues(BlockLibraryFile *file)
-{
-    QStringList out;
-    collectCrc(file->library(), QString(), &out);
-    return out;
-}
-
-// A version with levels, code, description, an image and named pins in a skin order,
-// differing with seed.
-void fillVersion(BlockDefinition *version, int seed)
-{
-    const QByteArray n = QByteArray::number(seed);
-    version->setAccessLevelRead(seed % 5);
-    version->setAccessLevelWrite(seed % 7);
-    version->setCodeText(";type=\"code\" version=\"0\"\r\nPROGRAM P" + n + "\r\nEND\r\n");
-    version->setDescriptionText("<p>Beschreibung " + n + " \xC3\xA4</p>");
-    version->setSmallListImage(QStringLiteral("png"), "small-" + n);
-    for (int number : {1, 2, 5}) {
-        BlockPin *pin = version->createPin(number);
-        pin->setFunction(number == 5 ? eBlockPinFunctionOutput : eBlockPinFunctionInput);
-        pin->setSimpleType(number + 2);
-        pin->setShortName(QStringLiteral("P%1_%2").arg(number).arg(seed));
-    }
-    Text name(1, QStringLiteral("Eingang ä"));
-    name.setText(2, QStringLiteral("Input %1").arg(seed));
-    version->pin(1)->setName(name);
-    version->defaultSkin()->setInputPinOrder({2, 1});
-    version->defaultSkin()->setOutputPinOrder({5});
-}
-
+// Adds a block whose versions have levels, code, a description, an image and named pins in
+// a skin order, differing with seed.
 Block *addBlock(BlockLibrary *library, Block *block, int versions, int seed)
 {
-    Text name(1, QStringLiteral("Baustein %1 Größe").arg(seed));
-    name.setText(2, QStringLiteral("Block %1").arg(seed));
-    block->setName(name);
+    block->setName(Text(1, QStringLiteral("Baustein %1 Größe").arg(seed)));
     block->setShortName(QStringLiteral("B%1ß").arg(seed));
     block->setGroupPath(QStringLiteral("Gruppe %1/Untergruppe").arg(seed % 3));
-    for (int v = 0; v < versions; ++v)
-        fillVersion(block->createDefinition(), seed * 10 + v);
+    for (int v = 0; v < versions; ++v) {
+        BlockDefinition *version = block->createDefinition();
+        const QByteArray n = QByteArray::number(seed * 10 + v);
+        version->setAccessLevelRead(seed % 5);
+        version->setAccessLevelWrite(v % 7);
+        version->setCodeText(";type=\"code\" version=\"0\"\r\nPROGRAM P" + n + "\r\nEND\r\n");
+        version->setDescriptionText("<p>Beschreibung " + n + " \xC3\xA4</p>");
+        version->setSmallListImage(QStringLiteral("png"), "small-" + n);
+        for (int number : {1, 2, 5}) {
+            BlockPin *pin = version->createPin(number);
+            pin->setFunction(number == 5 ? eBlockPinFunctionOutput : eBlockPinFunctionInput);
+            pin->setName(Text(2, QStringLiteral("Eingang ä %1").arg(QString::fromLatin1(n))));
+        }
+        version->defaultSkin()->setInputPinOrder({2, 1});
+    }
     library->insertBlock(block);
     return block;
 }
 
-// Removes the immutable attribute again when the test is done, whatever happened.
-class ImmutableFlag
+// Sets the immutable attribute of a path and removes it again, whatever happened.
+struct ImmutableFlag
 {
-public:
-    explicit ImmutableFlag(const QString &path) : m_path(path), m_set(chattr(QStringLiteral("+i"))) {}
-    ~ImmutableFlag()
-    {
-        if (m_set)
-            chattr(QStringLiteral("-i"));
-    }
-    bool isSet() const { return m_set; }
-
-private:
-    bool chattr(const QString &flag) const { return QProcess::execute(QStringLiteral("chattr"), {flag, m_path}) == 0; }
-    QString m_path;
-    bool m_set;
+    explicit ImmutableFlag(const QString &path) : path(path), set(chattr(QStringLiteral("+i"))) {}
+    ~ImmutableFlag() { set && chattr(QStringLiteral("-i")); }
+    bool chattr(const QString &flag) const { return QProcess::execute(QStringLiteral("chattr"), {flag, path}) == 0; }
+    const QString path;
+    const bool set;
 };
 
 // Holds the write lock of a storage file through a connection of its own, as another
 // program writing to the file would.
-class WriteLock
+struct WriteLock
 {
-public:
     explicit WriteLock(const QString &path)
     {
-        if (sqlite3_open_v2(QFile::encodeName(path).constData(), &m_db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK)
-            m_locked = sqlite3_exec(m_db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
+        if (sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK)
+            locked = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
     }
     ~WriteLock()
     {
-        if (m_locked)
-            sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
-        sqlite3_close(m_db);
+        if (locked)
+            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_close(db);
     }
-    bool isLocked() const { return m_locked; }
-
-private:
-    sqlite3 *m_db = nullptr;
-    bool m_locked = false;
+    sqlite3 *db = nullptr;
+    bool locked = false;
 };
 
-// Counts the dialogs shown and records what the file dialog offered when it opened.
-class DialogRecorder : public QObject
+// Records what the file dialog offered when it opened, and how many file dialogs opened.
+class FileDialogRecorder : public QObject
 {
 public:
-    DialogRecorder() { qApp->installEventFilter(this); }
-    ~DialogRecorder() override { qApp->removeEventFilter(this); }
-
-    int fileDialogs = 0;
-    int messageBoxes = 0;
-    QString fileDialogTitle;
-    QStringList filters;
-    QString directory;
-    QWidget *fileDialogParent = nullptr;
+    FileDialogRecorder() { qApp->installEventFilter(this); }
+    ~FileDialogRecorder() override { qApp->removeEventFilter(this); }
+    QStringList shown; // title, filters, directory and whether the main window is the parent, of each
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (event->type() != QEvent::Show)
-            return false;
-        if (auto *dialog = qobject_cast<QFileDialog *>(watched)) {
-            ++fileDialogs;
-            fileDialogTitle = dialog->windowTitle();
-            filters = dialog->nameFilters();
-            directory = dialog->directory().absolutePath();
-            fileDialogParent = dialog->parentWidget();
-        } else if (qobject_cast<QMessageBox *>(watched)) {
-            ++messageBoxes;
-        }
+        if (auto *dialog = qobject_cast<QFileDialog *>(watched); dialog && event->type() == QEvent::Show)
+            shown << dialog->windowTitle() << dialog->nameFilters() << dialog->directory().absolutePath()
+                  << (dialog->parentWidget() == System::instance()->mainWindow() ? QStringLiteral("main window") : QString());
         return false;
     }
 };
 
-// The replies to the close question; Escape rejects the box.
-enum Answer { Yes = QDialogButtonBox::Yes, No = QDialogButtonBox::No, Abort = QDialogButtonBox::Abort, Escape = 0 };
-
-std::unique_ptr<DialogAnswerer> answer(int reply)
-{
-    return reply == Escape ? DialogAnswerer::reject() : DialogAnswerer::press(QDialogButtonBox::StandardButton(reply));
-}
+// The replies to the close question.
+enum Answer { Yes = QDialogButtonBox::Yes, No = QDialogButtonBox::No, Abort = QDialogButtonBox::Abort, None = -1 };
 
 } // namespace
 
@@ -215,30 +139,29 @@ private slots:
     void cleanup();
 
     void roundTripOfEveryKindOfBlock();
-    void saveDropsWhatWasRemoved();
     void loadFails_data();
     void loadFails();
-    void name_data();
     void name();
-
-    void prepareClose_data();
-    void prepareClose();
+    void closeQuestion_data();
+    void closeQuestion();
     void saveWithoutPath_data();
     void saveWithoutPath();
     void fixedLibraryFileIsLeftAsItIs();
-    void saveRequested_data();
-    void saveRequested();
     void saveFails_data();
     void saveFails();
 
 private:
     QString path(const QString &name) const { return m_dir->filePath(name); }
     // A saved library file at path with one standard block; the library is returned unmodified.
-    std::unique_ptr<BlockLibraryFile> savedLibrary(const QString &file);
+    std::unique_ptr<BlockLibraryFile> savedLibrary(const QString &file)
+    {
+        auto library = std::make_unique<BlockLibraryFile>();
+        addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
+        return library->save(file) ? std::move(library) : nullptr;
+    }
 
     std::unique_ptr<QTemporaryDir> m_settingsDir;
-    // The parent of every dialog; never shown.
-    QWidget m_mainWindow;
+    QWidget m_mainWindow; // the parent of every dialog; never shown
     std::unique_ptr<QTemporaryDir> m_dir;
 };
 
@@ -266,36 +189,19 @@ void tst_LibraryFile::cleanup()
         QVERIFY2(!widget->isVisible(), qPrintable(widget->metaObject()->className() + QStringLiteral(" left open")));
 }
 
-std::unique_ptr<BlockLibraryFile> tst_LibraryFile::savedLibrary(const QString &file)
-{
-    auto library = std::make_unique<BlockLibraryFile>();
-    addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
-    if (!library->save(file))
-        return nullptr;
-    return library;
-}
-
 void tst_LibraryFile::roundTripOfEveryKindOfBlock()
 {
     BlockLibraryFile original;
     original.setName(Text(1, QStringLiteral("Testbibliothek")));
     original.setIdentifier(QStringLiteral("{0b5e4c1a-7d0e-4a6c-9f57-0c8a3c2e1d10}"));
     BlockLibrary *library = original.library();
-
-    // System, tool and magic blocks keep no runtime membership in the file: it reads back as 0.
-    for (Block *block : {addBlock(library, Block::createBlock(QStringLiteral("SystemBlock_12")), 2, 1),
-                         addBlock(library, Block::createBlock(QStringLiteral("ToolBlock_4")), 2, 2),
-                         addBlock(library, Block::createBlock(QStringLiteral("MagicBlock_9")), 1, 3)}) {
-        for (unsigned int number : block->versions())
-            block->blockDefinition(number)->setRuntimeMembership(eRuntimeMembershipNone);
-    }
-    Block *standard = addBlock(library, Block::createBlock(QStringLiteral("StandardBlock_7")), 3, 4);
-    addBlock(library, Block::createBlock(QStringLiteral("TemplateBlock_3")), 2, 5);
-    addBlock(library, Block::createBlock(QStringLiteral("RootBlock")), 1, 6);
+    int seed = 0;
+    for (const char *identifier : {"SystemBlock_12", "ToolBlock_4", "MagicBlock_9", "StandardBlock_7", "TemplateBlock_3", "RootBlock"})
+        addBlock(library, Block::createBlock(QString::fromLatin1(identifier)), 2, ++seed);
     Block *user = addBlock(library, Block::createUserBlock(), 2, 7);
-    addBlock(library, Block::createUserBlock(), 1, 8);
     // Local blocks two levels deep, below a standard and a user block.
-    Block *outer = addBlock(standard->blockDefinition(1)->localBlockLibrary(), Block::createUserBlock(), 2, 9);
+    Block *outer = addBlock(library->block(QStringLiteral("StandardBlock_7"))->blockDefinition(1)->localBlockLibrary(),
+                            Block::createUserBlock(), 2, 9);
     addBlock(outer->blockDefinition(0)->localBlockLibrary(), Block::createUserBlock(), 2, 10);
     addBlock(user->blockDefinition(1)->localBlockLibrary(), Block::createUserBlock(), 1, 11);
 
@@ -304,74 +210,31 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QVERIFY(original.save(first));
     QCOMPARE(original.errorString(), QString());
     QCOMPARE(original.filePath(), first);
-    QVERIFY(!original.modified());
     QCOMPARE(saved.count(), 1);
     QCOMPARE(saved.at(0).at(0).toBool(), false);
-    const QStringList savedTree = treeOf(first);
+    const QStringList savedTree = editFile(first);
     QVERIFY(savedTree.size() > 100);
-
-    // Other tools of the suite add a wizard and a template section to a template's version.
-    QVERIFY(editFile(first, [](FileStorageView *root) {
-        FileStorageView *version = root->storage(QStringLiteral("Blocks"))
-                                           ->storage(QStringLiteral("TemplateBlock_3"))
-                                           ->storage(QStringLiteral("V1"));
-        const QByteArray info = version->readStream(QStringLiteral("Info.ini"));
-        QVERIFY(info.startsWith(";type=\"blockversion\" version=\"0\"\r\n"));
-        version->writeStream(QStringLiteral("Info.ini"),
-                             info + "\r\n;type=\"templateblock\" version=\"0\"\r\n\r\n[Template]\r\nLevelEditOfCopy=4\r\n"
-                                    "AvailableFor=Global\r\nParameterGroup=Gruppe\r\n");
-        version->storage(QStringLiteral("Wizard"))->writeStream(QStringLiteral("Definition.txt"), "wizard");
-    }));
 
     BlockLibraryFile loaded;
     QSignalSpy loadedSpy(&loaded, &BlockLibraryContainer::modifiedChanged);
     QVERIFY(loaded.load(first));
     QCOMPARE(loaded.filePath(), first);
     QVERIFY(!loaded.modified());
-    QVERIFY(!loadedSpy.isEmpty());
-    QCOMPARE(loadedSpy.last().at(0).toBool(), false);
-    QCOMPARE(loaded.library()->blockIdentifiers().size(), 8);
-    QCOMPARE(comparisonValues(&loaded), comparisonValues(&original));
-    BlockDefinition *loadedTemplate = loaded.library()->block(QStringLiteral("TemplateBlock_3"))->blockDefinition(1);
-    QVERIFY(loadedTemplate->isGlobalTemplate());
-    QCOMPARE(loadedTemplate->templateTargetAccessLevelRead(), 4u);
-    QCOMPARE(loadedTemplate->templateTargetAccessLevelWrite(), 4u);
-    QCOMPARE(loadedTemplate->wizardDefinition(), QByteArray("wizard"));
-    QCOMPARE(loadedTemplate->parameterGroup(), QByteArray("Gruppe"));
-
-    // Saved again, every stream comes back byte for byte; the file is rewritten from scratch,
-    // so the entries that only other tools write are gone.
+    QVERIFY(!loadedSpy.isEmpty() && !loadedSpy.last().at(0).toBool());
+    // Saved again, every stream comes back byte for byte.
     const QString second = path(QStringLiteral("again.bli"));
     QVERIFY(loaded.save(second));
-    QCOMPARE(treeOf(second), savedTree);
-}
+    QCOMPARE(editFile(second), savedTree);
 
-void tst_LibraryFile::saveDropsWhatWasRemoved()
-{
-    const QString file = path(QStringLiteral("lib.bli"));
-    BlockLibraryFile library;
-    addBlock(library.library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 2, 1);
-    addBlock(library.library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
-    Block *user = addBlock(library.library(), Block::createUserBlock(), 1, 3);
-    BlockLibrary *local = user->blockDefinition(0)->localBlockLibrary();
-    addBlock(local, Block::createUserBlock(), 1, 4);
-    QVERIFY(library.save(file));
-
-    delete library.library()->removeBlock(QStringLiteral("StandardBlock_2"));
-    library.library()->block(QStringLiteral("StandardBlock_1"))->deleteDefinition(1);
+    // Saved over itself after removals, the file holds exactly what a save into a new file holds.
+    delete loaded.library()->removeBlock(QStringLiteral("SystemBlock_12"));
+    loaded.library()->block(QStringLiteral("ToolBlock_4"))->deleteDefinition(1);
+    BlockLibrary *local = loaded.library()->block(user->identifier())->blockDefinition(1)->localBlockLibrary();
     delete local->removeBlock(local->blockIdentifiers().first());
-    QVERIFY(library.modified());
-    QVERIFY(library.save(file));
-
-    // The file holds exactly what a save into a new file holds.
-    const QString fresh = path(QStringLiteral("fresh.bli"));
-    QVERIFY(library.save(fresh));
-    const QStringList tree = treeOf(file);
-    QCOMPARE(tree, treeOf(fresh));
-    QVERIFY(!tree.contains(QStringLiteral("storage Blocks/StandardBlock_2")));
-    QVERIFY(!tree.contains(QStringLiteral("storage Blocks/StandardBlock_1/V1")));
-    QVERIFY(tree.contains(QStringLiteral("storage Blocks/StandardBlock_1/V0")));
-    QVERIFY(!tree.contains(QStringLiteral("storage Blocks/Number_0/V0/Blocks/Number_0")));
+    QVERIFY(loaded.save(second));
+    QVERIFY(loaded.save(path(QStringLiteral("fresh.bli"))));
+    QCOMPARE(editFile(second), editFile(path(QStringLiteral("fresh.bli"))));
+    QVERIFY(!editFile(second).contains(QStringLiteral("storage Blocks/ToolBlock_4/V1")));
 }
 
 void tst_LibraryFile::loadFails_data()
@@ -381,8 +244,6 @@ void tst_LibraryFile::loadFails_data()
     QTest::addColumn<QString>("error"); // %1: the path
 
     QTest::newRow("missing-file") << "missing" << false << QStringLiteral("Die Datei „%1“ existiert nicht.");
-    QTest::newRow("not-a-storage-file") << "text" << false << QStringLiteral("Die Datei „%1“ ist keine Speicherdatei.");
-    QTest::newRow("directory") << "directory" << false << QStringLiteral("„%1“ ist ein Verzeichnis.");
     QTest::newRow("library-without-blocks") << "no-blocks" << true << QStringLiteral("\"%1\" enthält keine Bausteinbibliothek.");
 }
 
@@ -393,23 +254,14 @@ void tst_LibraryFile::loadFails()
     QFETCH(QString, error);
 
     const QString file = path(QStringLiteral("input.bli"));
-    if (kind == QLatin1String("text")) {
-        QFile out(file);
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write("not a storage file");
-    } else if (kind == QLatin1String("directory")) {
-        QVERIFY(QDir().mkdir(file));
-    } else if (kind != QLatin1String("missing")) {
-        // A library description without the blocks' storage.
+    if (kind == QLatin1String("no-blocks")) {
         FileView view;
         view.create(file);
         std::unique_ptr<FileStorageView> root(view.createRootView());
         root->writeStream(QStringLiteral("Info.ini"), ";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\n");
         root.reset();
         view.close();
-        QVERIFY(!view.hasError());
     }
-
     const QString previous = path(QStringLiteral("previous.bli"));
     std::unique_ptr<BlockLibraryFile> library = savedLibrary(previous);
     QVERIFY(library);
@@ -420,84 +272,74 @@ void tst_LibraryFile::loadFails()
     QCOMPARE(library->library()->blockIdentifiers().isEmpty(), pathTaken);
 }
 
-void tst_LibraryFile::name_data()
-{
-    QTest::addColumn<QString>("state");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<int>("language");
-
-    QTest::newRow("new") << "new" << "new" << 1;
-    QTest::newRow("saved") << "saved" << "Regler.bli" << 1;
-    QTest::newRow("file-removed") << "removed" << "new" << 1;
-    QTest::newRow("stored-name") << "named" << "Meine Bibliothek" << 2;
-    QTest::newRow("stored-empty-text") << "empty-name" << "" << 3;
-}
-
 void tst_LibraryFile::name()
 {
-    QFETCH(QString, state);
-    QFETCH(QString, expected);
-    QFETCH(int, language);
-
+    // Without a stored name, the library is named after its file while that exists.
     BlockLibraryFile library;
-    const QString file = path(QStringLiteral("Regler.bli"));
-    if (state != QLatin1String("new"))
-        QVERIFY(library.save(file));
-    if (state == QLatin1String("removed"))
-        QVERIFY(QFile::remove(file));
-    if (state == QLatin1String("named"))
-        library.setName(Text(2, QStringLiteral("Meine Bibliothek")));
-    if (state == QLatin1String("empty-name"))
-        library.setName(Text(3, QString()));
-
-    const Text name = library.name();
-    QCOMPARE(name.textLanguages(), QList<int>{language});
-    QCOMPARE(name.text(language), expected);
-    QVERIFY(name.isMonolingual());
+    QCOMPARE(library.name(), Text(1, QStringLiteral("new")));
+    QVERIFY(library.save(path(QStringLiteral("Regler.bli"))));
+    QCOMPARE(library.name(), Text(1, QStringLiteral("Regler.bli")));
+    QVERIFY(QFile::remove(path(QStringLiteral("Regler.bli"))));
+    QCOMPARE(library.name(), Text(1, QStringLiteral("new")));
+    library.setName(Text(2, QStringLiteral("Meine Bibliothek")));
+    QCOMPARE(library.name(), Text(2, QStringLiteral("Meine Bibliothek")));
+    library.setName(Text(3, QString()));
+    QCOMPARE(library.name().textLanguages(), QList<int>{3});
 }
 
-void tst_LibraryFile::prepareClose_data()
+void tst_LibraryFile::closeQuestion_data()
 {
-    QTest::addColumn<int>("reply"); // -1: the library is unmodified and nothing is asked
+    QTest::addColumn<bool>("requested"); // through saveRequested() instead of prepareClose()
+    QTest::addColumn<uint>("setting");   // what to do with modified libraries on request
+    QTest::addColumn<bool>("modified");
+    QTest::addColumn<int>("reply"); // None: nothing is asked
     QTest::addColumn<bool>("result");
     QTest::addColumn<bool>("saves");
 
-    QTest::newRow("yes-saves") << int(Yes) << true << true;
-    QTest::newRow("no-closes-without-saving") << int(No) << true << false;
-    QTest::newRow("abort-keeps-open") << int(Abort) << false << false;
-    QTest::newRow("escape-keeps-open") << int(Escape) << false << false;
-    QTest::newRow("unmodified-closes-without-asking") << -1 << true << false;
+    QTest::newRow("close-yes-saves") << false << 1u << true << int(Yes) << true << true;
+    QTest::newRow("close-no-closes-without-saving") << false << 1u << true << int(No) << true << false;
+    QTest::newRow("close-abort-keeps-open") << false << 1u << true << int(Abort) << false << false;
+    QTest::newRow("close-unmodified-without-asking") << false << 1u << false << int(None) << true << false;
+    QTest::newRow("request-silently") << true << 0u << true << int(None) << true << true;
+    QTest::newRow("request-ask-yes") << true << 1u << true << int(Yes) << true << true;
+    QTest::newRow("request-other-setting") << true << 2u << true << int(None) << true << false;
+    QTest::newRow("request-unmodified-silently") << true << 0u << false << int(None) << true << false;
 }
 
-void tst_LibraryFile::prepareClose()
+void tst_LibraryFile::closeQuestion()
 {
+    QFETCH(bool, requested);
+    QFETCH(uint, setting);
+    QFETCH(bool, modified);
     QFETCH(int, reply);
-    QFETCH(bool, result);
     QFETCH(bool, saves);
 
+    AppSettings::instance()->setSetting(AppSettings::SaveModifiedLibraries, setting);
     const QString file = path(QStringLiteral("Antrieb.bli"));
     std::unique_ptr<BlockLibraryFile> library = savedLibrary(file);
     QVERIFY(library);
     const QByteArray before = fileContents(file);
-    const bool modify = reply >= 0;
-    if (modify)
+    if (modified)
         addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
+    QSignalSpy modifiedSpy(library.get(), &BlockLibraryContainer::modifiedChanged);
 
-    DialogRecorder recorder;
-    auto answerer = answer(modify ? reply : Abort);
-    QCOMPARE(library->prepareClose(), result);
-    QCOMPARE(answerer->answered(), modify);
-    QCOMPARE(recorder.messageBoxes, modify ? 1 : 0);
-    if (modify) {
+    // An answerer for a question that must not come presses Abort, which saves nothing.
+    auto answerer = DialogAnswerer::press(QDialogButtonBox::StandardButton(reply == None ? int(Abort) : reply));
+    if (requested)
+        library->saveRequested();
+    else
+        QTEST(library->prepareClose(), "result");
+    QCOMPARE(answerer->answered(), reply != None);
+    if (reply != None) {
         QCOMPARE(answerer->buttons(), QMessageBox::Yes | QMessageBox::No | QMessageBox::Abort);
         QCOMPARE(answerer->defaultButton(), QMessageBox::Abort);
         QCOMPARE(answerer->icon(), QMessageBox::Question);
         QCOMPARE(answerer->parentWidget(), &m_mainWindow);
-        QCOMPARE(answerer->title(), CloseTitle);
+        QCOMPARE(answerer->title(), QStringLiteral("Bibliothek wurde geändert"));
         QCOMPARE(answerer->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"Antrieb.bli\" gespeichert werden?"));
     }
-    QCOMPARE(library->modified(), modify && !saves);
-
+    QCOMPARE(library->modified(), modified && !saves);
+    QCOMPARE(modifiedSpy.count(), saves ? 1 : 0);
     BlockLibraryFile onDisk;
     QVERIFY(onDisk.load(file));
     QCOMPARE(onDisk.library()->containsBlock(QStringLiteral("StandardBlock_2")), saves);
@@ -523,7 +365,7 @@ void tst_LibraryFile::saveWithoutPath()
     BlockLibraryFile library;
     addBlock(library.library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
     const QString file = path(QStringLiteral("chosen.bli"));
-    DialogRecorder recorder;
+    FileDialogRecorder recorder;
     auto yes = closing ? DialogAnswerer::press(QDialogButtonBox::Yes) : nullptr;
     auto fileDialog = choose ? DialogAnswerer::chooseFile(file) : DialogAnswerer::cancelFileDialog();
     auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
@@ -531,37 +373,24 @@ void tst_LibraryFile::saveWithoutPath()
 
     QCOMPARE(closing ? library.prepareClose() : library.save(QString()), choose);
     QVERIFY(fileDialog->answered());
-    QCOMPARE(recorder.fileDialogs, 1);
-    QCOMPARE(recorder.fileDialogTitle, QStringLiteral("Bibliothek Speichern"));
-    QCOMPARE(recorder.filters, QStringList{QStringLiteral("Bausteinbibliotheken (*.bli)")});
-    QCOMPARE(recorder.directory, QDir(m_dir->path()).absolutePath());
-    QCOMPARE(recorder.fileDialogParent, &m_mainWindow);
+    QCOMPARE(recorder.shown, QStringList({"Bibliothek Speichern", "Bausteinbibliotheken (*.bli)",
+                                          QDir(m_dir->path()).absolutePath(), "main window"}));
     if (closing)
         QCOMPARE(yes->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"new\" gespeichert werden?"));
-
-    if (choose) {
-        QCOMPARE(recorder.messageBoxes, 0);
-        QCOMPARE(library.filePath(), file);
-        QVERIFY(!library.modified());
-        QCOMPARE(modified.count(), 1);
-        QCOMPARE(library.name().text(1), QStringLiteral("chosen.bli"));
-        BlockLibraryFile loaded;
-        QVERIFY(loaded.load(file));
-        QCOMPARE(loaded.library()->blockIdentifiers(), QList<QString>{QStringLiteral("StandardBlock_1")});
-        return;
-    }
     // Cancelling ends in the save failure; the library stays open, modified and without a path.
-    QCOMPARE(recorder.messageBoxes, closing ? 2 : 1);
-    QVERIFY(acknowledge->answered());
-    QCOMPARE(acknowledge->title(), SaveTitle);
-    QCOMPARE(acknowledge->text(), SaveFailure);
-    QCOMPARE(acknowledge->buttons(), QMessageBox::StandardButtons(QMessageBox::Ok));
-    QCOMPARE(acknowledge->icon(), QMessageBox::Critical);
-    QCOMPARE(acknowledge->parentWidget(), &m_mainWindow);
-    QCOMPARE(library.filePath(), QString());
-    QVERIFY(library.modified());
-    QCOMPARE(modified.count(), 0);
-    QVERIFY(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden).isEmpty());
+    QCOMPARE(acknowledge->answered(), !choose);
+    QCOMPARE(library.filePath(), choose ? file : QString());
+    QCOMPARE(library.modified(), !choose);
+    QCOMPARE(modified.count(), choose ? 1 : 0);
+    QCOMPARE(library.name().text(1), choose ? QStringLiteral("chosen.bli") : QStringLiteral("new"));
+    if (!choose) {
+        QCOMPARE(acknowledge->title(), QStringLiteral("Speichern"));
+        QCOMPARE(acknowledge->text(), SaveFailure);
+        QCOMPARE(acknowledge->buttons(), QMessageBox::StandardButtons(QMessageBox::Ok));
+        QCOMPARE(acknowledge->icon(), QMessageBox::Critical);
+        QCOMPARE(acknowledge->parentWidget(), &m_mainWindow);
+    }
+    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden), choose ? QStringList{"chosen.bli"} : QStringList());
 }
 
 void tst_LibraryFile::fixedLibraryFileIsLeftAsItIs()
@@ -570,86 +399,33 @@ void tst_LibraryFile::fixedLibraryFileIsLeftAsItIs()
     // and must not empty the file.
     const QString file = path(QStringLiteral("fixed.bli"));
     QVERIFY(savedLibrary(file));
-    QVERIFY(editFile(file, [](FileStorageView *root) {
+    QVERIFY(!editFile(file, [](FileStorageView *root) {
         QByteArray info = root->readStream(QStringLiteral("Info.ini"));
         QVERIFY(info.contains("Type=256\r\n"));
         root->writeStream(QStringLiteral("Info.ini"), info.replace("Type=256", "Type=3"));
-    }));
+    }).isEmpty());
     const QByteArray before = fileContents(file);
 
     BlockLibraryFile library;
     QVERIFY(library.load(file));
     QCOMPARE(library.type(), 3u);
-    QVERIFY(!library.modified());
     QSignalSpy modified(&library, &BlockLibraryContainer::modifiedChanged);
     QVERIFY(library.save(file));
     QCOMPARE(modified.count(), 0);
     QVERIFY(fileContents(file) == before);
 }
 
-void tst_LibraryFile::saveRequested_data()
-{
-    QTest::addColumn<uint>("setting");
-    QTest::addColumn<bool>("modified");
-    QTest::addColumn<int>("reply"); // -1: no dialog expected
-    QTest::addColumn<bool>("saves");
-
-    QTest::newRow("silently") << 0u << true << -1 << true;
-    QTest::newRow("ask-yes") << 1u << true << int(Yes) << true;
-    QTest::newRow("ask-no") << 1u << true << int(No) << false;
-    QTest::newRow("ask-abort") << 1u << true << int(Abort) << false;
-    QTest::newRow("other-setting") << 2u << true << -1 << false;
-    QTest::newRow("unmodified-silently") << 0u << false << -1 << false;
-    QTest::newRow("unmodified-ask") << 1u << false << -1 << false;
-}
-
-void tst_LibraryFile::saveRequested()
-{
-    QFETCH(uint, setting);
-    QFETCH(bool, modified);
-    QFETCH(int, reply);
-    QFETCH(bool, saves);
-
-    AppSettings::instance()->setSetting(AppSettings::SaveModifiedLibraries, setting);
-    const QString file = path(QStringLiteral("lib.bli"));
-    std::unique_ptr<BlockLibraryFile> library = savedLibrary(file);
-    QVERIFY(library);
-    if (modified) {
-        // A short name is no change the library hears of: mark it as an editor would.
-        library->library()->block(QStringLiteral("StandardBlock_1"))->setShortName(QStringLiteral("changed"));
-        library->setModified();
-    }
-    const QByteArray before = fileContents(file);
-    QSignalSpy modifiedSpy(library.get(), &BlockLibraryContainer::modifiedChanged);
-
-    // An answerer for a dialog that must not come presses Abort, which saves nothing.
-    auto answerer = answer(reply < 0 ? Abort : reply);
-    library->saveRequested();
-    QCOMPARE(answerer->answered(), reply >= 0);
-    if (reply >= 0)
-        QCOMPARE(answerer->title(), CloseTitle);
-    QCOMPARE(library->modified(), modified && !saves);
-    QCOMPARE(modifiedSpy.count(), saves ? 1 : 0);
-    BlockLibraryFile onDisk;
-    QVERIFY(onDisk.load(file));
-    QCOMPARE(onDisk.library()->block(QStringLiteral("StandardBlock_1"))->shortName(),
-             saves ? QStringLiteral("changed") : QStringLiteral("B1ß"));
-    if (!saves)
-        QVERIFY(fileContents(file) == before);
-}
-
 void tst_LibraryFile::saveFails_data()
 {
     QTest::addColumn<QString>("where");
     QTest::addColumn<bool>("committed"); // the library's own save ran and the commit failed
-    QTest::addColumn<QString>("error");  // %1: the path, *: any text
+    QTest::addColumn<QString>("error");  // %1: the path, *: the system's own words for the cause
 
     const QString notWritten = QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden (*). Die Änderungen wurden nicht gespeichert.");
+    // A read-only file is refused before anything is written.
     QTest::newRow("immutable-file") << "immutable-file" << false << QStringLiteral("\"%1\" ist schreibgeschützt.");
-    QTest::newRow("immutable-directory") << "immutable-directory" << true << notWritten;
     QTest::newRow("locked-by-another-program")
-            << "locked" << true
-            << QStringLiteral("Die Datei „%1“ ist von einem anderen Programm gesperrt. Die Änderungen wurden nicht gespeichert.");
+            << "locked" << true << QStringLiteral("Die Datei „%1“ ist von einem anderen Programm gesperrt. Die Änderungen wurden nicht gespeichert.");
     QTest::newRow("below-a-file") << "below-a-file" << false << QStringLiteral("Das Verzeichnis für „%1“ existiert nicht.");
     QTest::newRow("proc-file-system") << "proc" << true << notWritten;
 }
@@ -671,46 +447,32 @@ void tst_LibraryFile::saveFails()
     std::unique_ptr<WriteLock> lock;
     if (where == QLatin1String("immutable-file")) {
         immutable = std::make_unique<ImmutableFlag>(existing);
-    } else if (where == QLatin1String("immutable-directory")) {
-        immutable = std::make_unique<ImmutableFlag>(m_dir->path());
+        if (!immutable->set)
+            QSKIP("the immutable attribute cannot be set here");
     } else if (where == QLatin1String("locked")) {
         lock = std::make_unique<WriteLock>(existing);
-        QVERIFY(lock->isLocked());
-    } else if (where == QLatin1String("below-a-file")) {
-        target = existing + QStringLiteral("/lib.bli");
-    } else if (where == QLatin1String("proc")) {
-        target = QStringLiteral("/proc/kvblocklibrary-test.bli");
+        QVERIFY(lock->locked);
+    } else {
+        target = where == QLatin1String("proc") ? QStringLiteral("/proc/kvblocklibrary-test.bli") : existing + QStringLiteral("/lib.bli");
     }
-    if (immutable && !immutable->isSet())
-        QSKIP("the immutable attribute cannot be set here");
 
     QSignalSpy modified(library.get(), &BlockLibraryContainer::modifiedChanged);
     auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
     QVERIFY(!library->save(target));
-    QVERIFY(acknowledge->answered());
-    QCOMPARE(acknowledge->title(), SaveTitle);
     QCOMPARE(acknowledge->text(), SaveFailure);
-    // "*" stands for the system's own words for the cause.
     const QStringList parts = error.arg(QDir::toNativeSeparators(target)).split(QLatin1Char('*'));
-    if (parts.size() == 2)
-        QVERIFY2(library->errorString().startsWith(parts.first()) && library->errorString().endsWith(parts.last()),
-                 qPrintable(library->errorString()));
-    else
-        QCOMPARE(library->errorString(), parts.first());
+    QVERIFY2(library->errorString().startsWith(parts.first()) && library->errorString().endsWith(parts.last())
+                     && (parts.size() == 2 || library->errorString() == parts.first()),
+             qPrintable(library->errorString()));
 
-    // Nothing is lost: the library still counts as changed and the file is as it was.
+    // Nothing is lost: the library still counts as changed, keeps its path, and the file is as it was.
     QVERIFY(library->modified());
     QCOMPARE(library->filePath(), existing);
     QCOMPARE(modified.count(), committed ? 2 : 0);
-    if (committed) {
-        QCOMPARE(modified.at(0).at(0).toBool(), false);
-        QCOMPARE(modified.at(1).at(0).toBool(), true);
-    }
     lock.reset();
     immutable.reset();
     QVERIFY(fileContents(existing) == before);
-    if (target != existing)
-        QVERIFY(!QFileInfo::exists(target));
+    QVERIFY(target == existing || !QFileInfo::exists(target));
     QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("lib.bli")});
 }
 

@@ -1,0 +1,42 @@
+#pragma once
+
+// What the version tests share: a code text with its type line, and a stand-in for the code
+// editor that counts what a definition asks of it and hands over the texts it was given.
+
+#include <KvBlockLibrary/BlockDefinition.h>
+#include <KvCodeEditor/BlockCode.h>
+
+inline QByteArray codeStream(unsigned int version, const QByteArray &body)
+{
+    return ";type=\"code\" version=\"" + QByteArray::number(version) + "\"\r\n" + body;
+}
+
+class CodeStandIn : public BlockCode
+{
+public:
+    // save() writes editedText into the definition when it is not empty, as the editor stores
+    // the text under edit; the comparison update sets compareText when it is not null.
+    explicit CodeStandIn(BlockDefinition *definition = nullptr, const QByteArray &editedText = QByteArray(),
+                         const QByteArray &compareText = QByteArray())
+        : definition(definition), editedText(editedText), compareText(compareText)
+    {
+    }
+    void save() override
+    {
+        ++saves;
+        if (definition && !editedText.isEmpty())
+            definition->setCodeText(editedText);
+    }
+    void updateDefinitionCodeTextForCompareCrc() override
+    {
+        ++updates;
+        if (definition && !compareText.isNull())
+            definition->setCodeTextForCompareCrc(compareText);
+    }
+
+    BlockDefinition *const definition;
+    const QByteArray editedText;
+    const QByteArray compareText;
+    int saves = 0;
+    int updates = 0;
+};
