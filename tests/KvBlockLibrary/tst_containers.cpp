@@ -94,28 +94,6 @@ class tst_Containers : public QObject
 private slots:
     void cleanup() { System::instance()->setCurrentAccessLevel(7); }
 
-    void setType_data()
-    {
-        QTest::addColumn<uint>("value");
-        QTest::addColumn<uint>("expected");
-        QTest::newRow("zero-ignored") << 0u << 255u;
-        QTest::newRow("255-ignored") << 255u << 255u;
-        QTest::newRow("256-taken") << 256u << 256u;
-    }
-    void setType()
-    {
-        QFETCH(uint, value);
-        TestContainer container;
-        QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
-        container.setType(value);
-        QTEST(container.type(), "expected");
-        QCOMPARE(modified.count(), 0);
-        // A container made fixed by its file takes no value below 256 either.
-        QVERIFY(loadFrom(container, info("[Info]\r\nType=3\r\n")));
-        container.setType(value);
-        QCOMPARE(container.type(), value >= 256 ? value : 3u);
-    }
-
     void modifiedTransitions_data()
     {
         QTest::addColumn<Step>("setup");
@@ -147,7 +125,14 @@ private slots:
             return Step([=](TestContainer &c) { return loadFrom(c, streams, withBlocks); });
         };
 
+        // Types up to 255 are fixed; only the file makes a container fixed, and setType() does
+        // not make it editable again either.
+        const auto setType = [](uint type, uint expected) { return Step([=](TestContainer &c) { return c.setType(type), c.type() == expected; }); };
         QTest::newRow("plain-properties-silent") << nothing << plainProperties << true << B() << false;
+        QTest::newRow("set-type-0-ignored") << nothing << setType(0, 255) << true << B() << false;
+        QTest::newRow("set-type-256") << nothing << setType(256, 256) << true << B() << false;
+        QTest::newRow("fixed-set-type-255-ignored") << makeFixed << setType(255, 3) << true << B() << false;
+        QTest::newRow("fixed-set-type-256") << makeFixed << setType(256, 256) << true << B() << false;
         QTest::newRow("insert-block") << nothing << insert << true << B{true} << true;
         QTest::newRow("block-changed-inside") << insert << newVersion << true << B{true} << true;
         QTest::newRow("group-path-set") << insert << groupPath << true << B() << true;
@@ -266,6 +251,15 @@ private slots:
         home.library()->insertBlock(original);
         const QStringList stored = StoredForm::of(original);
         QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
+        // Only user blocks are taken, and no local ones.
+        std::unique_ptr<Block> system(userBlock(QStringLiteral("SystemBlock_1"), QStringLiteral("s")));
+        std::unique_ptr<Block> standard(userBlock(QStringLiteral("StandardBlock_250000"), QStringLiteral("p")));
+        std::unique_ptr<Block> owner(Block::createUserBlock());
+        Block *local = userBlock(UserB, QStringLiteral("l"));
+        owner->createDefinition()->localBlockLibrary()->insertBlock(local);
+        for (Block *ignored : {static_cast<Block *>(nullptr), system.get(), standard.get(), local})
+            container.insert(ignored);
+        QVERIFY(!container.modified());
         container.insert(original);
         Block *copy = container.library()->block(UserA);
         QVERIFY(copy && copy != original && copy->isFallbackBlock() && !original->isFallbackBlock());
@@ -277,29 +271,6 @@ private slots:
         QCOMPARE(container.library()->block(UserA), copy);
         QCOMPARE(StoredForm::of(copy), stored);
         QCOMPARE(arguments(modified), QList<bool>{true});
-    }
-
-    void fallbackInsertIgnores_data()
-    {
-        QTest::addColumn<QString>("identifier"); // empty: a null block
-        QTest::newRow("null") << QString();
-        QTest::newRow("system-block") << "SystemBlock_1";
-        QTest::newRow("standard-block") << "StandardBlock_250000";
-        QTest::newRow("local-block") << UserA;
-    }
-    void fallbackInsertIgnores()
-    {
-        QFETCH(QString, identifier);
-        std::unique_ptr<Block> owner(Block::createUserBlock());
-        Block *block = identifier.isEmpty() ? nullptr : userBlock(identifier, QStringLiteral("x"));
-        std::unique_ptr<Block> alone(identifier == UserA ? nullptr : block);
-        if (identifier == UserA)
-            owner->createDefinition()->localBlockLibrary()->insertBlock(block);
-        FallbackBlockContainer container;
-        QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
-        container.insert(block);
-        QVERIFY(container.library()->blockIdentifiers().isEmpty() && !container.modified());
-        QCOMPARE(modified.count(), 0);
     }
 
     void fallbackClearDefersDeletion()
