@@ -1,6 +1,8 @@
 #include <KvBlockLibrary/Block.h>
 #include <KvBlockLibrary/BlockDefinition.h>
+#include <KvBlockLibrary/BlockInstantiationData.h>
 #include <KvBlockLibrary/BlockPin.h>
+#include <KvParameterDefinition/SimpleParameterDefinition.h>
 #include <KvSystem/System.h>
 #include <LxFileSystem/FileStorageView.h>
 
@@ -131,6 +133,10 @@ private slots:
         std::unique_ptr<Block> block(Block::createUserBlock());
         QPointer<BlockDefinition> version = block->createDefinition();
         QPointer<BlockPin> pin = version->createPin(1);
+        // Owned by the version as well; the sanitizer run reports them if they leak.
+        version->setGlobalTemplate(true);
+        version->attachParameterGeneralDefinition(1, new SimpleParameterDefinition);
+        version->instantiationData()->setGeneralKsbBinary(1, "binary");
         std::unique_ptr<Block> local(Block::createUserBlock());
         QPointer<Block> localCopy = version->cloneLocalBlock(local.get());
         QVERIFY(pin && localCopy);
