@@ -1,7 +1,6 @@
-// Parameter definitions as the block library uses them: the saver's text of any simple or
-// record definition loads back to the same content and the same bytes, the stored form is
-// fixed, the loader refuses every text that is not a definition (its exceptions never reach
-// the caller), and clones are independent copies.
+// Parameter definitions as the block library uses them: the saver's text loads back to the same
+// content and bytes, the stored form is fixed, the loader refuses (never throws on) every text
+// that is no definition, and clones are independent copies.
 #include <KvParameterDefinition/IParameterElementSetup.h>
 #include <KvParameterDefinition/ParameterDefinitionLoader.h>
 #include <KvParameterDefinition/ParameterDefinitionSaver.h>
@@ -182,10 +181,7 @@ private slots:
                 definition->setElementName(i, parameterText(QStringLiteral("e%1").arg(i), QStringLiteral("Element %1").arg(i)));
                 definition->setElementDefaultValue(i, QString::number(i * 10));
             }
-            // An element without properties and names between the others, and one deleted.
-            QVERIFY(definition->createElement(1));
-            QVERIFY(definition->createElement(4));
-            QVERIFY(definition->deleteElement(4));
+            QVERIFY(definition->createElement(1)); // without properties and names, between the others
             QTest::newRow("record-edge-values") << DefinitionPointer(definition);
         }
     }
@@ -195,18 +191,13 @@ private slots:
         QFETCH(DefinitionPointer, definition);
 
         const QByteArray saved = save(definition.data());
-        QVERIFY(saved.startsWith(Header));
-        QCOMPARE(saved.count("\r\n"), saved.count('\n')); // CRLF everywhere
-        QVERIFY(saved.endsWith("\r\n"));
-
         const DefinitionPointer loaded = load(saved);
         QVERIFY2(loaded, saved.left(2000).constData());
         QCOMPARE(difference(loaded.data(), definition.data()), QString());
         QCOMPARE(save(loaded.data()), saved);
     }
 
-    // Both texts are exactly what the saver writes for what they hold: this is the stored form
-    // other programs and older libraries rely on.
+    // Both texts are exactly what the saver writes: the stored form older libraries rely on.
     void exactText()
     {
         for (const QByteArray &text : {SimpleText, RecordText})
@@ -220,52 +211,54 @@ private slots:
         QTest::addColumn<QByteArray>("from");
         QTest::addColumn<QByteArray>("to");
 
+        const auto row = [](const char *name, const QByteArray &base, const QByteArray &from, const QByteArray &to) {
+            QTest::newRow(name) << base << from << to;
+        };
         const QByteArray s = SimpleText;
         const QByteArray r = RecordText;
-        QTest::newRow("other-kind") << s << QByteArray("type=\"parameterdefinition\"") << QByteArray("type=\"block\"");
-        QTest::newRow("other-version") << s << QByteArray("version=\"0\"") << QByteArray("version=\"1\"");
-        QTest::newRow("no-byte-order-mark") << s << QByteArray("\xEF\xBB\xBF\r\n") << QByteArray();
-        QTest::newRow("definition-missing") << s << QByteArray("[Definition]") << QByteArray("[Definitions]");
-        QTest::newRow("unknown-definition-key") << s << QByteArray("Global=0\r\n") << QByteArray("Global=0\r\nColour=red\r\n");
-        QTest::newRow("kind-unknown") << s << QByteArray("Kind=simple") << QByteArray("Kind=array");
-        QTest::newRow("count-missing") << s << QByteArray("ElementCount=2\r\n") << QByteArray();
-        QTest::newRow("count-leading-zero") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=02");
-        QTest::newRow("count-above-limit") << r << QByteArray("ElementCount=2") << QByteArray("ElementCount=16001");
-        QTest::newRow("count-zero-simple") << s << QByteArray("ElementCount=2\r\n") << QByteArray("ElementCount=0\r\n");
-        QTest::newRow("count-above-sections") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=3");
-        QTest::newRow("count-below-sections") << s << QByteArray("ElementCount=2") << QByteArray("ElementCount=1");
-        QTest::newRow("global-two") << s << QByteArray("Global=0") << QByteArray("Global=2");
-        QTest::newRow("coordinate-lower-case") << s << QByteArray("Coordinates=P12") << QByteArray("Coordinates=p12");
-        QTest::newRow("coordinates-too-many") << s << QByteArray("Coordinates=P12")
-                                              << QByteArray("Coordinates=P12") + QByteArray(",P1").repeated(32);
-        QTest::newRow("element-default-missing") << s << QByteArray("Default=2\r\n") << QByteArray();
-        QTest::newRow("element-unknown-key") << s << QByteArray("Default=1\r\n") << QByteArray("Default=1\r\nUnit=mm\r\n");
-        QTest::newRow("simple-setup-beyond-element-0") << s << QByteArray("Default=2\r\n") << QByteArray("Default=2\r\nProperty_5=int:3\r\n");
-        QTest::newRow("simple-element-name") << s << QByteArray("[Element_1]") << QByteArray("[Element_0.ShortName]\r\n1=x\r\n\r\n[Element_1]");
-        QTest::newRow("unknown-section") << s << QByteArray("[Element_1]") << QByteArray("[Extras]\r\n\r\n[Element_1]");
-        QTest::newRow("property-number-not-a-number") << s << QByteArray("Property_5=") << QByteArray("Property_x=");
-        QTest::newRow("property-without-type") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=3");
-        QTest::newRow("property-unknown-type") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=float:3");
-        QTest::newRow("int-too-big") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=int:2147483648");
-        QTest::newRow("ulonglong-overflow") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=ulonglong:18446744073709551616");
-        QTest::newRow("double-trailing-zero") << s << QByteArray("double:0.5") << QByteArray("double:0.50");
-        QTest::newRow("bool-word") << s << QByteArray("bool:1") << QByteArray("bool:true");
-        QTest::newRow("bytes-upper-case") << s << QByteArray("bytes:00ff") << QByteArray("bytes:00FF");
-        QTest::newRow("bytes-odd-digits") << s << QByteArray("bytes:00ff") << QByteArray("bytes:00f");
-        QTest::newRow("string-invalid-escape") << s << QByteArray("Property_5=int:3") << QByteArray("Property_5=string:\\x");
-        QTest::newRow("text-with-payload") << r << QByteArray("Property_41=text:") << QByteArray("Property_41=text:T");
-        QTest::newRow("map-keys-descending") << r << QByteArray("ptextmap:1,2") << QByteArray("ptextmap:2,1");
-        QTest::newRow("map-section-key-not-listed") << r << QByteArray("Property_40.2.") << QByteArray("Property_40.3.");
-        QTest::newRow("text-section-without-property") << r << QByteArray("[Element_0.Property_41]") << QByteArray("[Element_0.Property_42]");
-        QTest::newRow("text-section-of-other-type") << r << QByteArray("Property_41=text:") << QByteArray("Property_41=string:");
-        QTest::newRow("ptext-section-unknown-name") << r << QByteArray("Property_18.LongName") << QByteArray("Property_18.MidName");
-        QTest::newRow("section-too-deep") << r << QByteArray("[Element_0.Property_40.2.ShortName]") << QByteArray("[Element_0.Property_40.2.ShortName.x]");
-        QTest::newRow("language-not-a-number") << s << QByteArray("1=Name") << QByteArray("de=Name");
-        QTest::newRow("escape-unknown") << s << QByteArray("d\\nx") << QByteArray("d\\qx");
-        QTest::newRow("escape-lone-backslash-at-end") << s << QByteArray("\\uD83D\r\n") << QByteArray("\\uD83D\\\r\n");
-        QTest::newRow("escape-not-a-surrogate") << s << QByteArray("d\\nx") << QByteArray("\\u0041");
-        QTest::newRow("escape-of-a-pair") << s << QByteArray("d\\nx") << QByteArray("\\uD83D\\uDE00");
-        QTest::newRow("invalid-utf8") << s << QByteArray("1=Name") << QByteArray("1=N\xC3(me");
+        row("other-kind", s, "type=\"parameterdefinition\"", "type=\"block\"");
+        row("other-version", s, "version=\"0\"", "version=\"1\"");
+        row("no-byte-order-mark", s, "\xEF\xBB\xBF\r\n", {});
+        row("definition-missing", s, "[Definition]", "[Definitions]");
+        row("unknown-definition-key", s, "Global=0\r\n", "Global=0\r\nColour=red\r\n");
+        row("kind-unknown", s, "Kind=simple", "Kind=array");
+        row("count-missing", s, "ElementCount=2\r\n", {});
+        row("count-leading-zero", s, "ElementCount=2", "ElementCount=02");
+        row("count-above-limit", r, "ElementCount=2", "ElementCount=16001");
+        row("count-zero-simple", s, "ElementCount=2\r\n", "ElementCount=0\r\n");
+        row("count-above-sections", s, "ElementCount=2", "ElementCount=3");
+        row("count-below-sections", s, "ElementCount=2", "ElementCount=1");
+        row("global-two", s, "Global=0", "Global=2");
+        row("coordinate-lower-case", s, "Coordinates=P12", "Coordinates=p12");
+        row("coordinates-too-many", s, "Coordinates=P12", QByteArray("Coordinates=P12") + QByteArray(",P1").repeated(32));
+        row("element-default-missing", s, "Default=2\r\n", {});
+        row("element-unknown-key", s, "Default=1\r\n", "Default=1\r\nUnit=mm\r\n");
+        row("simple-setup-beyond-element-0", s, "Default=2\r\n", "Default=2\r\nProperty_5=int:3\r\n");
+        row("simple-element-name", s, "[Element_1]", "[Element_0.ShortName]\r\n1=x\r\n\r\n[Element_1]");
+        row("unknown-section", s, "[Element_1]", "[Extras]\r\n\r\n[Element_1]");
+        row("property-number-not-a-number", s, "Property_5=", "Property_x=");
+        row("property-without-type", s, "Property_5=int:3", "Property_5=3");
+        row("property-unknown-type", s, "Property_5=int:3", "Property_5=float:3");
+        row("int-too-big", s, "Property_5=int:3", "Property_5=int:2147483648");
+        row("ulonglong-overflow", s, "Property_5=int:3", "Property_5=ulonglong:18446744073709551616");
+        row("double-trailing-zero", s, "double:0.5", "double:0.50");
+        row("bool-word", s, "bool:1", "bool:true");
+        row("bytes-upper-case", s, "bytes:00ff", "bytes:00FF");
+        row("bytes-odd-digits", s, "bytes:00ff", "bytes:00f");
+        row("string-invalid-escape", s, "Property_5=int:3", "Property_5=string:\\x");
+        row("text-with-payload", r, "Property_41=text:", "Property_41=text:T");
+        row("map-keys-descending", r, "ptextmap:1,2", "ptextmap:2,1");
+        row("map-section-key-not-listed", r, "Property_40.2.", "Property_40.3.");
+        row("text-section-without-property", r, "[Element_0.Property_41]", "[Element_0.Property_42]");
+        row("text-section-of-other-type", r, "Property_41=text:", "Property_41=string:");
+        row("ptext-section-unknown-name", r, "Property_18.LongName", "Property_18.MidName");
+        row("section-too-deep", r, "[Element_0.Property_40.2.ShortName]", "[Element_0.Property_40.2.ShortName.x]");
+        row("language-not-a-number", s, "1=Name", "de=Name");
+        row("escape-unknown", s, "d\\nx", "d\\qx");
+        row("escape-lone-backslash-at-end", s, "\\uD83D\r\n", "\\uD83D\\\r\n");
+        row("escape-not-a-surrogate", s, "d\\nx", "\\u0041");
+        row("escape-of-a-pair", s, "d\\nx", "\\uD83D\\uDE00");
+        row("invalid-utf8", s, "1=Name", "1=N\xC3(me");
     }
 
     void rejects()
@@ -287,47 +280,35 @@ private slots:
         QCOMPARE(save(target.data()), base);
     }
 
-    void cloneIsIndependent_data()
-    {
-        QTest::addColumn<QByteArray>("stored");
-        QTest::newRow("simple") << SimpleText;
-        QTest::newRow("record") << RecordText;
-    }
-
-    // The library copies a version's parameter definitions by cloning them.
+    // The library copies a version's parameter definitions by cloning them: a clone has the
+    // content, owner and version of its original, and changing its elements leaves the original.
     void cloneIsIndependent()
     {
-        QFETCH(QByteArray, stored);
-
-        auto owner = std::make_unique<QObject>();
-        const DefinitionPointer original = load(stored);
-        original->setOwner(owner.get());
-        original->setVersion(3);
-        std::unique_ptr<ParameterDefinition> clone(ParameterDefinition::createClone(original.data()));
-        QCOMPARE(difference(clone.get(), original.data()), QString());
-        QCOMPARE(clone->owner(), owner.get());
-        QCOMPARE(clone->version(), 3u);
-
-        // Change the clone's elements and setups; the original must not notice.
-        clone->queryElementSetup(0)->setProperty(5, ParameterProperty(99));
-        clone->queryElementSetup(1)->setProperty(6, ParameterProperty(1));
-        clone->setElementDefaultValue(1, QStringLiteral("changed"));
-        if (RecordParameterDefinition *cloneRecord = clone->queryRecordParameterDefinition()) {
-            cloneRecord->setElementName(0, parameterText("c", "c"));
-            cloneRecord->deleteElement(1);
-            cloneRecord->createElement(0);
-        } else {
-            clone->querySimpleParameterDefinition()->setElementCount(7);
+        for (const QByteArray &stored : {SimpleText, RecordText}) {
+            auto owner = std::make_unique<QObject>();
+            const DefinitionPointer original = load(stored);
+            original->setOwner(owner.get());
+            original->setVersion(3);
+            std::unique_ptr<ParameterDefinition> clone(ParameterDefinition::createClone(original.data()));
+            QCOMPARE(difference(clone.get(), original.data()), QString());
+            QCOMPARE(clone->owner(), owner.get());
+            QCOMPARE(clone->version(), 3u);
+            clone->queryElementSetup(0)->setProperty(5, ParameterProperty(99));
+            clone->queryElementSetup(1)->setProperty(6, ParameterProperty(1));
+            clone->setElementDefaultValue(1, QStringLiteral("changed"));
+            if (RecordParameterDefinition *record = clone->queryRecordParameterDefinition()) {
+                record->setElementName(0, parameterText("c", "c"));
+                record->deleteElement(1);
+                record->createElement(0);
+            } else {
+                clone->querySimpleParameterDefinition()->setElementCount(7);
+            }
+            QCOMPARE(save(original.data()), stored);
+            // The owner is not owned: once it is gone, neither definition points to it.
+            owner.reset();
+            QVERIFY(!original->owner() && !clone->owner());
         }
-        clone->setVersion(100);
-        QCOMPARE(save(original.data()), stored);
-        QCOMPARE(original->version(), 3u);
         QCOMPARE(ParameterDefinition::createClone(nullptr), nullptr);
-
-        // The owner is not owned: once it is gone, neither definition points to it.
-        owner.reset();
-        QCOMPARE(original->owner(), nullptr);
-        QCOMPARE(clone->owner(), nullptr);
     }
 };
 
