@@ -11,13 +11,7 @@
 #include <algorithm>
 #include <memory>
 
-namespace {
-
 enum Kind { None, System, Standard, Template, Tool, Magic, Root, User };
-
-} // namespace
-
-Q_DECLARE_METATYPE(Kind)
 
 class tst_BlockType : public QObject
 {
@@ -27,32 +21,32 @@ private slots:
     void classification_data()
     {
         QTest::addColumn<QString>("identifier");
-        QTest::addColumn<Kind>("kind");
+        QTest::addColumn<int>("kind");
         QTest::addColumn<uint>("number");
 
         const QString uuid = QUuid::createUuid().toString(QUuid::WithBraces);
-        QTest::newRow("system-bare-prefix") << "SystemBlock_" << System << 0u;
-        QTest::newRow("system-12") << "SystemBlock_12" << System << 12u;
-        QTest::newRow("system-letters") << "SystemBlock_x" << None << 0u;
-        QTest::newRow("system-lower-case") << "systemblock_12" << None << 0u;
-        QTest::newRow("system-max") << "SystemBlock_4294967295" << System << 4294967295u;
-        QTest::newRow("system-beyond-ulong") << "SystemBlock_99999999999999999999999" << System << 0u;
-        QTest::newRow("standard-5") << "StandardBlock_5" << Standard << 5u;
-        QTest::newRow("template-9") << "TemplateBlock_9" << Template << 9u;
-        QTest::newRow("tool-leading-zeros") << "ToolBlock_007" << Tool << 7u;
-        QTest::newRow("tool-trailing-line-feed") << "ToolBlock_3\n" << Tool << 3u;
-        QTest::newRow("tool-two-line-feeds") << "ToolBlock_3\n\n" << None << 0u;
-        QTest::newRow("tool-carriage-return") << "ToolBlock_3\r" << None << 0u;
-        QTest::newRow("magic-1") << "MagicBlock_1" << Magic << 1u;
-        QTest::newRow("non-ascii-digit") << QString::fromUtf8("MagicBlock_\xd9\xa3") << None << 0u;
-        QTest::newRow("leading-blank") << " SystemBlock_1" << None << 0u;
-        QTest::newRow("root") << "RootBlock" << Root << 0u;
-        QTest::newRow("root-underscore") << "RootBlock_1" << None << 0u;
-        QTest::newRow("user-braced") << uuid << User << 0u;
-        QTest::newRow("user-unbraced") << uuid.mid(1, 36) << User << 0u;
-        QTest::newRow("nil-uuid") << "{00000000-0000-0000-0000-000000000000}" << None << 0u;
-        QTest::newRow("uuid-broken") << "{1234}" << None << 0u;
-        QTest::newRow("empty") << "" << None << 0u;
+        QTest::newRow("system-bare-prefix") << "SystemBlock_" << int(System) << 0u;
+        QTest::newRow("system-12") << "SystemBlock_12" << int(System) << 12u;
+        QTest::newRow("system-letters") << "SystemBlock_x" << int(None) << 0u;
+        QTest::newRow("system-lower-case") << "systemblock_12" << int(None) << 0u;
+        QTest::newRow("system-max") << "SystemBlock_4294967295" << int(System) << 4294967295u;
+        QTest::newRow("system-beyond-ulong") << "SystemBlock_99999999999999999999999" << int(System) << 0u;
+        QTest::newRow("standard-5") << "StandardBlock_5" << int(Standard) << 5u;
+        QTest::newRow("template-9") << "TemplateBlock_9" << int(Template) << 9u;
+        QTest::newRow("tool-leading-zeros") << "ToolBlock_007" << int(Tool) << 7u;
+        QTest::newRow("tool-trailing-line-feed") << "ToolBlock_3\n" << int(Tool) << 3u;
+        QTest::newRow("tool-two-line-feeds") << "ToolBlock_3\n\n" << int(None) << 0u;
+        QTest::newRow("tool-carriage-return") << "ToolBlock_3\r" << int(None) << 0u;
+        QTest::newRow("magic-1") << "MagicBlock_1" << int(Magic) << 1u;
+        QTest::newRow("non-ascii-digit") << QString::fromUtf8("MagicBlock_\xd9\xa3") << int(None) << 0u;
+        QTest::newRow("leading-blank") << " SystemBlock_1" << int(None) << 0u;
+        QTest::newRow("root") << "RootBlock" << int(Root) << 0u;
+        QTest::newRow("root-underscore") << "RootBlock_1" << int(None) << 0u;
+        QTest::newRow("user-braced") << uuid << int(User) << 0u;
+        QTest::newRow("user-unbraced") << uuid.mid(1, 36) << int(User) << 0u;
+        QTest::newRow("nil-uuid") << "{00000000-0000-0000-0000-000000000000}" << int(None) << 0u;
+        QTest::newRow("uuid-broken") << "{1234}" << int(None) << 0u;
+        QTest::newRow("empty") << "" << int(None) << 0u;
     }
 
     // Every classifier answers: exactly the one of the kind, with the number; the others
@@ -60,7 +54,7 @@ private slots:
     void classification()
     {
         QFETCH(QString, identifier);
-        QFETCH(Kind, kind);
+        QFETCH(int, kind);
         QFETCH(uint, number);
 
         bool (*const numbered[])(const QString &, unsigned int *) = { &BlockType::isIdentifierSystem,
@@ -105,17 +99,11 @@ private slots:
         QCOMPARE(user->identifier(), user->identifier().toLower());
         QVERIFY(user->identifier() != other->identifier());
         fallback.library()->insertBlock(user);
-        QVERIFY(user->isUserBlock());
-        QVERIFY(!user->isLocalBlock());
-        QVERIFY(user->versionVisible());
+        QVERIFY(user->isUserBlock() && !user->isLocalBlock() && user->versionVisible());
 
-        BlockDefinition *version = other->createDefinition();
-        Block *moved = fallback.library()->removeBlock(user->identifier());
-        QCOMPARE(moved, user);
-        version->localBlockLibrary()->insertBlock(moved);
-        QVERIFY(!moved->isUserBlock());
-        QVERIFY(moved->isLocalBlock());
-        QVERIFY(!moved->versionVisible());
+        QCOMPARE(fallback.library()->removeBlock(user->identifier()), user);
+        other->createDefinition()->localBlockLibrary()->insertBlock(user);
+        QVERIFY(!user->isUserBlock() && user->isLocalBlock() && !user->versionVisible());
     }
 };
 

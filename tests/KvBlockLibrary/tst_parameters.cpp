@@ -1,6 +1,5 @@
-// Parameter definitions of a block version: lookups with the general fallback, signals,
-// the stored layout and what loading reads back of it, clones, parameter levels and the
-// instantiation data.
+// Parameter definitions of a block version: lookups, signals, the stored layout and what
+// loading reads back of it, clones, parameter levels and the instantiation data.
 #include <KvBlockLibrary/Block.h>
 #include <KvBlockLibrary/BlockDefinition.h>
 #include <KvBlockLibrary/BlockInstantiationData.h>
@@ -10,11 +9,11 @@
 #include <LxFileSystem/FileStorageView.h>
 
 #include "ScratchStorage.h"
+#include "StoredForm.h"
 
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
-#include <algorithm>
 #include <memory>
 
 namespace {
@@ -37,10 +36,9 @@ QString shortName(const ParameterDefinition *definition)
     return definition ? definition->name().multilingualShortText().text(1) : QStringLiteral("none");
 }
 
-QStringList sorted(QStringList list)
+QSet<QString> names(const QStringList &list)
 {
-    list.sort();
-    return list;
+    return QSet<QString>(list.begin(), list.end());
 }
 
 } // namespace
@@ -108,9 +106,9 @@ private slots:
         QVERIFY(scratch.isValid());
         definition->save(scratch.root());
         FileStorageView *parameters = scratch.root()->storage(QStringLiteral("Parameter"));
-        QCOMPARE(sorted(parameters->storageNames()), (QStringList{"7", "8"}));
+        QCOMPARE(names(parameters->storageNames()), (QSet<QString>{"7", "8"}));
         FileStorageView *number7 = parameters->storage(QStringLiteral("7"));
-        QCOMPARE(sorted(number7->streamNames()), (QStringList{"Description.html", "Family_3", "General.ini"}));
+        QCOMPARE(names(number7->streamNames()), (QSet<QString>{"Description.html", "Family_3", "General.ini"}));
         QCOMPARE(number7->readStream(QStringLiteral("General.ini")), ParameterDefinitionSaver::saveParameterDefinition(general));
         // The general definition is written after the family's, so its description stands.
         QCOMPARE(number7->readStream(QStringLiteral("Description.html")), QStringLiteral("<p>Allgemein ä</p>").toUtf8());
@@ -125,11 +123,9 @@ private slots:
         QVERIFY(load());
         QCOMPARE(loaded->parameterDefinitionList(3), QList<unsigned int>{7});
         ParameterDefinition *reloaded = loaded->parameterDefinition(3, 7);
-        QCOMPARE(shortName(reloaded), QStringLiteral("Gen"));
-        QCOMPARE(reloaded->elementCount(), 4);
+        QCOMPARE(ParameterDefinitionSaver::saveParameterDefinition(reloaded), ParameterDefinitionSaver::saveParameterDefinition(general));
         QCOMPARE(reloaded->version(), 2u);
         QCOMPARE(reloaded->owner(), loadedBlock.get());
-        QCOMPARE(reloaded->descriptionText(), QStringLiteral("<p>Allgemein ä</p>"));
 
         // A family definition stored as "Family_<n>.ini" is read with the description of its
         // own text; unreadable texts and storages not named by a number are skipped.
@@ -167,6 +163,7 @@ private slots:
         BlockDefinition *source = block->createDefinition(0);
         source->attachParameterGeneralDefinition(1, parameter(QStringLiteral("one"), 3));
         source->attachParameterFamilyDefinition(6, 2, parameter(QStringLiteral("two")));
+        const QStringList stored = StoredForm::of(source);
 
         std::unique_ptr<Block> other(Block::createUserBlock());
         BlockDefinition *copy = other->createDefinition(5);
@@ -174,49 +171,40 @@ private slots:
         QSignalSpy changed(copy, &BlockDefinition::changed);
         copy->cloneFrom(source);
         QCOMPARE(changed.count(), 1);
-        // The copy's own list replaces the old one; every copy carries its new version and owner.
-        QCOMPARE(copy->parameterDefinitionList(6), (QList<unsigned int>{1, 2}));
-        QCOMPARE(copy->parameterDefinitionList(General), QList<unsigned int>{1});
-        ParameterDefinition *cloned = copy->parameterDefinition(6, 2);
-        QCOMPARE(cloned->version(), 5u);
-        QCOMPARE(cloned->owner(), other.get());
-        QCOMPARE(ParameterDefinitionSaver::saveParameterDefinition(copy->parameterDefinition(General, 1)),
-                 ParameterDefinitionSaver::saveParameterDefinition(source->parameterDefinition(General, 1)));
-
-        // The copies are the copy's own: emptying the source leaves them whole.
+        // The copy's own definitions are replaced; the copies are its own, with its version and
+        // owner, and emptying the source leaves them whole.
         source->clear();
-        QCOMPARE(shortName(copy->parameterDefinition(General, 1)), QStringLiteral("one"));
-        QCOMPARE(shortName(copy->parameterDefinition(6, 2)), QStringLiteral("two"));
+        QCOMPARE(StoredForm::of(copy), stored);
+        QCOMPARE(copy->parameterDefinition(6, 2)->version(), 5u);
+        QCOMPARE(copy->parameterDefinition(6, 2)->owner(), other.get());
     }
 
     void parameterLevels_data()
     {
         QTest::addColumn<QString>("streamName");
         QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("parameter"); // empty: nothing read
         QTest::addColumn<uint>("family");
-        QTest::addColumn<QString>("read");
-        QTest::addColumn<QString>("write");
+        QTest::addColumn<QString>("read"); // the parameters, then LevelRead and LevelWrite of the first
 
+        const auto row = [](const char *name, const char *stream, const QByteArray &text, uint family, const char *read) {
+            QTest::newRow(name) << QString::fromUtf8(stream) << text << family << QString::fromUtf8(read);
+        };
         const QByteArray header(";type=\"parameterlevel\" version=\"0\"\r\n\r\n");
-        QTest::newRow("indexed-general") << "P1234[2].ini" << header + "[General]\r\nLevelRead=3\r\n" << "P1234[2]" << General << "3" << "";
-        QTest::newRow("family-both") << "A12.ini" << header + "[Family_4]\r\nLevelRead=1\r\nLevelWrite=6\r\n" << "A12" << 4u << "1" << "6";
-        QTest::newRow("any-suffix") << "P7.anything.here" << header + "[General]\r\nLevelWrite=2\r\n" << "P7" << General << "" << "2";
-        QTest::newRow("no-suffix") << "P8" << header + "[General]\r\nLevelRead=x\r\n" << "P8" << General << "x" << "";
-        QTest::newRow("wrong-header") << "P9.ini" << QByteArray(";type=\"parametervalue\" version=\"0\"\r\n\r\n[General]\r\nLevelRead=3\r\n")
-                                      << "" << General << "" << "";
-        QTest::newRow("odd-name") << "[x].ini" << header + "[General]\r\nLevelRead=3\r\n" << "" << General << "" << "";
-        QTest::newRow("other-section") << "P5.ini" << header + "[Family_x]\r\nLevelRead=3\r\n" << "" << General << "" << "";
+        row("indexed-general", "P1234[2].ini", header + "[General]\r\nLevelRead=3\r\n", General, "P1234[2] 3 ");
+        row("family-both", "A12.ini", header + "[Family_4]\r\nLevelRead=1\r\nLevelWrite=6\r\n", 4, "A12 1 6");
+        row("any-suffix", "P7.anything.here", header + "[General]\r\nLevelWrite=2\r\n", General, "P7  2");
+        row("no-suffix", "P8", header + "[General]\r\nLevelRead=x\r\n", General, "P8 x ");
+        row("wrong-header", "P9.ini", ";type=\"parametervalue\" version=\"0\"\r\n\r\n[General]\r\nLevelRead=3\r\n", General, "  ");
+        row("odd-name", "[x].ini", header + "[General]\r\nLevelRead=3\r\n", General, "  ");
+        row("other-section", "P5.ini", header + "[Family_x]\r\nLevelRead=3\r\n", General, "  ");
     }
 
     void parameterLevels()
     {
         QFETCH(QString, streamName);
         QFETCH(QByteArray, text);
-        QFETCH(QString, parameter);
         QFETCH(uint, family);
         QFETCH(QString, read);
-        QFETCH(QString, write);
 
         ScratchStorage scratch;
         QVERIFY(scratch.isValid());
@@ -226,11 +214,14 @@ private slots:
         BlockDefinition *definition = block->createDefinition();
         QVERIFY(definition->load(scratch.root()));
         BlockInstantiationData *data = definition->instantiationData();
-        QCOMPARE(data->targetParameter(family), parameter.isEmpty() ? QList<QString>() : QList<QString>{parameter});
-        QCOMPARE(data->targetParameterPropertyValue(family, parameter, 5), read);
-        QCOMPARE(data->targetParameterPropertyValue(family, parameter, 6), write);
+        const QStringList parameters = data->targetParameter(family);
+        QCOMPARE(QStringList({parameters.join(QLatin1Char(',')), data->targetParameterPropertyValue(family, parameters.value(0), 5),
+                              data->targetParameterPropertyValue(family, parameters.value(0), 6)}).join(QLatin1Char(' ')),
+                 read);
     }
 
+    // The lookups bli show lists for the demo library are compared there; here what loading
+    // does not reach: replacing a value, and the order of first setting across families.
     void instantiationDataLookups()
     {
         BlockInstantiationData data;
@@ -239,29 +230,13 @@ private slots:
         data.setFamilyKsbBinary(2, 4, "family-2-4");
         data.setFamilyKsbBinary(2, 4, "replaced");
         QCOMPARE(data.ksbBinaries(2), (QList<unsigned int>{4, 7}));
-        QCOMPARE(data.ksbBinaries(General), QList<unsigned int>{4});
         QCOMPARE(data.ksbBinary(3, 4) + data.ksbBinary(2, 4) + data.ksbBinary(3, 7), QByteArray("general-4replaced"));
-
         data.setFamilyParameterProperty(5, QStringLiteral("B"), 109, QStringLiteral("b5"));
         data.setGeneralParameterProperty(QStringLiteral("A"), 109, QStringLiteral("a"));
-        data.setGeneralParameterProperty(QStringLiteral("A"), 5, QStringLiteral("a-read"));
         data.setFamilyParameterProperty(5, QStringLiteral("A"), 6, QStringLiteral("a5-write"));
         data.setGeneralParameterProperty(QStringLiteral("B"), 109, QStringLiteral("b"));
-        // The order is that of first setting, whichever family set it.
         QCOMPARE(data.targetParameter(6), (QList<QString>{"B", "A"}));
-        const auto value = [&](uint family, const char *parameter, int property) {
-            return data.targetParameterPropertyValue(family, QString::fromLatin1(parameter), property);
-        };
-        QCOMPARE(QStringList({value(5, "A", 109), value(5, "A", 6), value(6, "A", 6), value(5, "C", 109)}),
-                 QStringList({"a", "a5-write", "", ""}));
-        // The family's own numbers come first.
-        QCOMPARE(data.targetParameterPropertyNumbers(5, QStringLiteral("A")).first(), 6);
-        QList<int> numbers = data.targetParameterPropertyNumbers(5, QStringLiteral("A"));
-        std::sort(numbers.begin(), numbers.end());
-        QCOMPARE(numbers, (QList<int>{5, 6, 109}));
-        numbers = data.targetParameterPropertyNumbers(6, QStringLiteral("A"));
-        std::sort(numbers.begin(), numbers.end());
-        QCOMPARE(numbers, (QList<int>{5, 109}));
+        QCOMPARE(data.targetParameterPropertyNumbers(5, QStringLiteral("A")), (QList<int>{6, 109}));
     }
 };
 
