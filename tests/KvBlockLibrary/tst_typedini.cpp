@@ -60,22 +60,22 @@ private slots:
 
     void readerValues()
     {
+        const QByteArray data(";type=\"k\" version=\"0\"\r\n\r\n[S]\r\nEmpty=\r\nNeg=-7\r\nBad=4x\r\n"
+                              "Big=4294967297\r\nList=1,x,,-2, 3\r\nUList=5,-1,4294967295,4294967297\r\n");
         TypedIniReader reader;
-        QVERIFY(reader.setData(";type=\"k\" version=\"0\"\r\n\r\n[S]\r\nEmpty=\r\nNeg=-7\r\nBad=4x\r\n"
-                               "Big=4294967297\r\nList=1,x,,-2, 3\r\nUList=5,-1,4294967295,4294967297\r\n",
-                               QStringLiteral("k")));
+        QVERIFY(reader.setData(data, QStringLiteral("k")));
         // The type line decides: another kind, another version or none is refused, and nothing
         // of the refused text is kept. A stream is looked up by its exact name.
         for (const char *typeLine : {";type=\"j\" version=\"0\"\r\n", ";type=\"k\" version=\"1\"\r\n", ""}) {
             TypedIniReader refusing;
             QVERIFY(!refusing.setData(typeLine + QByteArray("\r\n[S]\r\nA=1\r\n"), QStringLiteral("k")));
-            QVERIFY(!refusing.hasSection("S") && !refusing.hasType(QStringLiteral("k")));
+            QVERIFY(!refusing.hasSection("S"));
         }
         CrcFileStorageView storage(nullptr);
-        storage.writeStream(QStringLiteral("S"), reader.data());
+        storage.writeStream(QStringLiteral("S"), data);
         TypedIniReader opened;
         QVERIFY(!opened.open(&storage, QStringLiteral("s"), QStringLiteral("k")));
-        QVERIFY(opened.open(&storage, QStringLiteral("S"), QStringLiteral("k")) && opened.hasType(QStringLiteral("k")));
+        QVERIFY(opened.open(&storage, QStringLiteral("S"), QStringLiteral("k")) && opened.hasSection("S"));
         QString text = QStringLiteral("untouched");
         QVERIFY(!reader.text("S", "Absent", &text) && !reader.text("Absent", "Empty", &text));
         QCOMPARE(text, QStringLiteral("untouched"));

@@ -96,10 +96,8 @@ int main(int argc, char **argv)
             invocation.arguments << argument;
         }
     }
-    if (invocation.command.isEmpty()) {
-        printUsage(stderr);
-        return ExitError;
-    }
+    if (invocation.command.isEmpty())
+        return fail(QStringLiteral("no command (see bli --help)"));
 
     const CommandEntry *entry = nullptr;
     for (const CommandEntry &command : commands) {
