@@ -19,6 +19,9 @@
 #include <functional>
 #include <memory>
 
+#include <csignal>
+#include <sys/resource.h>
+
 namespace {
 
 struct Run
@@ -30,9 +33,17 @@ struct Run
     QByteArray text() const { return QByteArray::number(exitCode) + ' ' + out + err; }
 };
 
-Run bli(const QStringList &arguments, const QByteArray &input = QByteArray())
+// limitFileSize: the child may write files of at most 100 bytes, as on a full disk.
+Run bli(const QStringList &arguments, const QByteArray &input = QByteArray(), bool limitFileSize = false)
 {
     QProcess process;
+    if (limitFileSize) {
+        process.setChildProcessModifier([] {
+            ::signal(SIGXFSZ, SIG_IGN); // a write past the limit then fails with EFBIG
+            const rlimit limit { 100, 100 };
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+        });
+    }
     process.start(QStringLiteral(BLI_EXECUTABLE), arguments);
     process.waitForStarted(10000);
     process.write(input);
@@ -56,6 +67,12 @@ void patch(FileStorageView *root, const QString &path, const QByteArray &from, c
 }
 
 // The comparison value of a version as the library computes it, without bli.
+QByteArray contentsOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
+}
+
 QByteArray comparisonValue(const QString &path, const QString &identifier, unsigned int version)
 {
     BlockLibraryFile file;
@@ -122,6 +139,10 @@ private slots:
             patch(root, "Blocks/MagicBlock_1/V00/Info.ini", {}, ";type=\"blockversion\" version=\"0\"\r\n");
             patch(root, "Blocks/RootBlock/V0/Images/IconLarge.gif", {}, "GIF89a");
         }).isEmpty());
+        // For check: one block under two spellings of its identifier, as older imports wrote.
+        QVERIFY(!copyOfDemo(QStringLiteral("twice.bli"), [](FileStorageView *root) {
+            patch(root, "Blocks/StandardBlock_0100/Info.ini", {}, ";type=\"block\" version=\"0\"\r\n");
+        }).isEmpty());
         // For render: a version with more pin rows than any picture should hold.
         QVERIFY(!copyOfDemo(QStringLiteral("huge.bli"), [](FileStorageView *root) {
             for (int i = 1000; i < 2700; ++i)
@@ -156,6 +177,7 @@ private slots:
         row("check DEMO --json", 0, "check.json");
         row("check DIR/planted.bli", 1, "check-planted.txt");
         row("check DIR/planted.bli --json", 1, "check-planted.json");
+        row("check DIR/twice.bli", 1, "check-twice.txt");
         row("diff DEMO DEMO", 0, "");
         row("diff DEMO DIR/changed.bli", 1, "diff.txt");
         row("diff DIR/changed.bli DEMO", 1, "diff-back.txt");
@@ -256,6 +278,53 @@ private slots:
         QCOMPARE(bli({ "import", copy, id, "--replace" }, ramp).text(), "0 " + id.toLatin1() + '\n');
         QCOMPARE(bli({ "export", copy, id }).out, ramp);
         QCOMPARE(bli({ "import", copy }, "not hex\n").text(), QByteArray("2 bli: standard input: not the contents text of a block\n"));
+
+        // Another spelling of a block's identifier denotes that block; a new block is stored
+        // in the library's own spelling; white space is refused.
+        const QString exists = QStringLiteral("2 bli: %1: block %2 exists; --replace overwrites it\n").arg(copy);
+        const QString scaleId = QStringLiteral("{d81e7a40-2c3b-4f59-b6e7-0a9c5d4e3f21}");
+        for (const QString &spelling : { scaleId.toUpper(), scaleId.mid(1, 36) })
+            QCOMPARE(bli({ "import", copy, spelling }, scale).text(), exists.arg(scaleId).toUtf8());
+        QCOMPARE(bli({ "import", copy, "StandardBlock_0100" }, scale).text(), exists.arg("StandardBlock_100").toUtf8());
+        QCOMPARE(bli({ "import", copy, "StandardBlock_0100", "--replace" }, ramp).text(), QByteArray("0 StandardBlock_100\n"));
+        QCOMPARE(bli({ "import", copy, "StandardBlock_0777" }, ramp).text(), QByteArray("0 StandardBlock_777\n"));
+        QCOMPARE(bli({ "import", copy, "StandardBlock_778\n" }, ramp).text(),
+                 QByteArray("2 bli: \"StandardBlock_778\\n\": not an identifier the library can hold (white space, control "
+                            "characters or a number out of range)\n"));
+        QCOMPARE(bli({ "check", copy }).text(), QByteArray("0 no problems\n"));
+
+        // Permission bits without write keep the file as it is, also for root.
+        const QByteArray before = contentsOf(copy);
+        QVERIFY(QFile::setPermissions(copy, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
+        const Run refused = bli({ "import", copy }, scale);
+        QFile::setPermissions(copy, QFile::ReadOwner | QFile::WriteOwner);
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY2(refused.err.contains("schreibgeschützt"), refused.err.constData());
+        QCOMPARE(contentsOf(copy), before);
+    }
+
+    // A picture replaces an existing file only when asked, never the library it is drawn
+    // from, and a render that fails writing leaves the file as it was.
+    void renderReplacesOnlyWhenAsked()
+    {
+        const QString library = copyOfDemo(QStringLiteral("render.bli"));
+        const QString out = m_directory.filePath(QStringLiteral("out.png"));
+        const QString link = m_directory.filePath(QStringLiteral("link.png"));
+        QVERIFY(QFile::link(library, link));
+        QCOMPARE(bli({ "render", library, "RAMP", "2", out }).exitCode, 0);
+        const QByteArray ramp2 = contentsOf(out);
+        QCOMPARE(bli({ "render", library, "RAMP", "0", out }).text(), "2 bli: " + out.toUtf8() + ": exists; --force replaces it\n");
+        QCOMPARE(contentsOf(out), ramp2);
+        QCOMPARE(bli({ "render", library, "RAMP", "0", out, "--force" }, {}, true).exitCode, 2);
+        QCOMPARE(contentsOf(out), ramp2);
+        QCOMPARE(bli({ "render", library, "RAMP", "0", out, "--force" }).exitCode, 0);
+        QVERIFY(contentsOf(out) != ramp2);
+        const QByteArray before = contentsOf(library);
+        for (const QString &target : { library, link }) {
+            QCOMPARE(bli({ "render", library, "RAMP", "2", target, "--force" }).text(),
+                     "2 bli: " + target.toUtf8() + ": is the library itself; the picture needs another file\n");
+        }
+        QCOMPARE(contentsOf(library), before);
     }
 
     // Two imports into one library at the same moment, as two build jobs on a share might
