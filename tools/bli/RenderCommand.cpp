@@ -8,11 +8,15 @@
 #include <KvBlockLibrary/BlockPin.h>
 #include <KvBlockLibrary/BlockSkin.h>
 
+#include <QtCore/QBuffer>
 #include <QtCore/QFileInfo>
 #include <QtCore/QSaveFile>
 #include <QtGui/QFont>
 #include <QtGui/QImage>
 #include <QtGui/QPainter>
+
+#include <cerrno>
+#include <cstring>
 
 namespace Bli {
 
@@ -109,8 +113,22 @@ int runRender(const Invocation &invocation)
         drawPins(painter, definition, skin->outputPins(), body, false, inputs.contains(-1) ? 1 : 0);
     }
     // Written beside the target and renamed into place: a failed render leaves OUT as it was.
+    // The PNG is made in memory and written unbuffered, so that a short write (a full disk)
+    // shows in the count: through a buffer, the failing flush would not stop the commit.
+    QByteArray png;
+    QBuffer buffer(&png);
+    if (!buffer.open(QIODevice::WriteOnly) || !picture.save(&buffer, "PNG"))
+        throw Failure { QStringLiteral("%1: cannot encode the picture").arg(output) };
     QSaveFile file(output);
-    if (!file.open(QIODevice::WriteOnly) || !picture.save(&file, "PNG") || !file.commit())
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        throw Failure { QStringLiteral("%1: cannot write the picture: %2").arg(output, file.errorString()) };
+    errno = 0;
+    if (file.write(png) != png.size()) {
+        const QString reason = errno ? QString::fromLocal8Bit(std::strerror(errno)) : file.errorString();
+        file.cancelWriting();
+        throw Failure { QStringLiteral("%1: cannot write the picture: %2").arg(output, reason) };
+    }
+    if (!file.commit())
         throw Failure { QStringLiteral("%1: cannot write the picture: %2").arg(output, file.errorString()) };
     return ExitSuccess;
 }
