@@ -40,6 +40,16 @@ int chmodPath(const QString &path, mode_t mode)
     return ::chmod(QFile::encodeName(path).constData(), mode);
 }
 
+// Waits until the process prints the line saying it is about to commit.
+bool waitForSaving(QProcess &process)
+{
+    while (!process.canReadLine() || !process.readLine().startsWith("saving")) {
+        if (!process.waitForReadyRead(60000))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 class tst_StorageFailures : public QObject
@@ -47,55 +57,38 @@ class tst_StorageFailures : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-
     void failedSaveKeepsOldFile_data();
     void failedSaveKeepsOldFile();
-
     void killedSaveLeavesOldOrNewTree_data();
     void killedSaveLeavesOldOrNewTree();
-
-private:
-    bool m_root = false;   // permission bits do not stop root: the helper then runs as nobody
-    uid_t m_nobodyUid = 0;
-    gid_t m_nobodyGid = 0;
 };
-
-void tst_StorageFailures::initTestCase()
-{
-    QVERIFY2(QFile::exists(helperPath()), qPrintable(helperPath()));
-    m_root = geteuid() == 0;
-    if (const passwd *nobody = getpwnam("nobody")) {
-        m_nobodyUid = nobody->pw_uid;
-        m_nobodyGid = nobody->pw_gid;
-    }
-}
 
 void tst_StorageFailures::failedSaveKeepsOldFile_data()
 {
-    QTest::addColumn<QString>("mode");        // how the helper starts its session: open or create
-    QTest::addColumn<QString>("failure");     // what the test does to make the save fail
-    QTest::addColumn<QString>("output");      // what the helper reports, %1 the file name
+    QTest::addColumn<QString>("mode");    // how the helper starts its session: open or create
+    QTest::addColumn<QString>("failure"); // what the test does to make the save fail
+    QTest::addColumn<QString>("output");  // what the helper reports, %1 the file name
     const QString notSaved = QStringLiteral(" Die Änderungen wurden nicht gespeichert.");
-    const QString full = QStringLiteral("close-failed Die Datei „%1“ kann nicht geschrieben werden: Der Datenträger ist voll.") + notSaved;
+    const QString full = QStringLiteral("opened 0\nclose-failed Die Datei „%1“ kann nicht geschrieben werden: Der Datenträger ist voll.") + notSaved;
     const QString readOnly = QStringLiteral("close-failed Die Datei „%1“ ist schreibgeschützt.") + notSaved;
-    const QString noPermission = QStringLiteral("close-failed Keine Berechtigung zum Schreiben von „%1“.") + notSaved;
-    const QString locked = QStringLiteral("close-failed Die Datei „%1“ ist von einem anderen Programm gesperrt.") + notSaved;
-
-    QTest::newRow("disk-full-open") << "open" << "disk-full" << "opened 0\n" + full;
-    QTest::newRow("disk-full-create-over-storage-file") << "create" << "disk-full" << "opened 0\n" + full;
-    QTest::newRow("disk-full-create-over-other-file") << "create" << "disk-full-other-file" << "opened 0\n" + full;
-    QTest::newRow("read-only-file-open") << "open" << "read-only-file" << "opened 1\n" + readOnly;
-    QTest::newRow("read-only-file-create") << "create" << "read-only-file" << "open-failed Die Datei „%1“ ist schreibgeschützt.";
-    QTest::newRow("file-made-read-only-during-session") << "open" << "read-only-before-close" << "opened 0\n" + readOnly;
-    QTest::newRow("read-only-directory-open") << "open" << "read-only-directory" << "opened 0\n" + noPermission;
-    QTest::newRow("read-only-directory-create-over-other-file")
-            << "create" << "read-only-directory-other-file" << "opened 0\n" + noPermission;
-    QTest::newRow("locked-by-writer-open") << "open" << "locked-immediate" << "opened 0\n" + locked;
-    QTest::newRow("locked-by-writer-create") << "create" << "locked-immediate" << "opened 0\n" + locked;
-    QTest::newRow("locked-by-reader-open") << "open" << "locked-shared" << "opened 0\n" + locked;
-    QTest::newRow("locked-exclusively-at-open")
-            << "open" << "locked-exclusive" << "open-failed Die Datei „%1“ ist von einem anderen Programm gesperrt.";
+    const QString noPermission = QStringLiteral("opened 0\nclose-failed Keine Berechtigung zum Schreiben von „%1“.") + notSaved;
+    const QString locked = QStringLiteral("opened 0\nclose-failed Die Datei „%1“ ist von einem anderen Programm gesperrt.") + notSaved;
+    const auto row = [](const char *name, const char *mode, const char *failure, const QString &output) {
+        QTest::newRow(name) << mode << failure << output;
+    };
+    row("disk-full-open", "open", "disk-full", full);
+    row("disk-full-create-over-storage-file", "create", "disk-full", full);
+    row("disk-full-create-over-other-file", "create", "disk-full-other-file", full);
+    row("read-only-file-open", "open", "read-only-file", "opened 1\n" + readOnly);
+    row("read-only-file-create", "create", "read-only-file", QStringLiteral("open-failed Die Datei „%1“ ist schreibgeschützt."));
+    row("file-made-read-only-during-session", "open", "read-only-before-close", "opened 0\n" + readOnly);
+    row("read-only-directory-open", "open", "read-only-directory", noPermission);
+    row("read-only-directory-create-over-other-file", "create", "read-only-directory-other-file", noPermission);
+    row("locked-by-writer-open", "open", "locked-immediate", locked);
+    row("locked-by-writer-create", "create", "locked-immediate", locked);
+    row("locked-by-reader-open", "open", "locked-shared", locked);
+    row("locked-exclusively-at-open", "open", "locked-exclusive",
+        QStringLiteral("open-failed Die Datei „%1“ ist von einem anderen Programm gesperrt."));
 }
 
 void tst_StorageFailures::failedSaveKeepsOldFile()
@@ -103,30 +96,27 @@ void tst_StorageFailures::failedSaveKeepsOldFile()
     QFETCH(QString, mode);
     QFETCH(QString, failure);
     QFETCH(QString, output);
-
     QTemporaryDir temporary;
-    QVERIFY(temporary.isValid());
     QCOMPARE(chmodPath(temporary.path(), 0755), 0); // others may pass, as the helper may run as nobody
     const QString dir = temporary.filePath(QStringLiteral("case"));
     QVERIFY(QDir().mkdir(dir));
     const auto restore = qScopeGuard([&] { chmodPath(dir, 0700); }); // so that the directory can go
     const QString file = dir + QStringLiteral("/library.bli");
-    const bool otherFile = failure.endsWith(QLatin1String("-other-file"));
-    if (otherFile)
+    if (failure.endsWith(QLatin1String("-other-file")))
         QVERIFY(writeFile(file, QByteArray(20000, 'x')));
     else
         QCOMPARE(createFile(file, kOldSeed, 40), QString());
 
     QStringList arguments = { QStringLiteral("save"), file, mode, QString::number(kNewSeed), QStringLiteral("80") };
-    const bool needsOtherUser = failure.startsWith(QLatin1String("read-only"));
-    if (needsOtherUser && m_root) {
+    if (failure.startsWith(QLatin1String("read-only")) && geteuid() == 0) {
         // Root writes whatever the permission bits say; nobody does not.
-        if (m_nobodyUid == 0)
+        const passwd *nobody = getpwnam("nobody");
+        if (!nobody)
             QSKIP("running as root and there is no user nobody to run the helper as");
         arguments << QStringLiteral("--drop-privileges");
-        QCOMPARE(::chown(QFile::encodeName(file).constData(), m_nobodyUid, m_nobodyGid), 0);
+        QCOMPARE(::chown(QFile::encodeName(file).constData(), nobody->pw_uid, nobody->pw_gid), 0);
         if (!failure.startsWith(QLatin1String("read-only-directory")))
-            QCOMPARE(::chown(QFile::encodeName(dir).constData(), m_nobodyUid, m_nobodyGid), 0);
+            QCOMPARE(::chown(QFile::encodeName(dir).constData(), nobody->pw_uid, nobody->pw_gid), 0);
     }
     if (failure.startsWith(QLatin1String("disk-full")))
         arguments << QStringLiteral("--file-size-limit") << QString::number(QFileInfo(file).size());
@@ -136,7 +126,6 @@ void tst_StorageFailures::failedSaveKeepsOldFile()
         arguments << QStringLiteral("--chmod-before-close") << QStringLiteral("444");
     if (failure.startsWith(QLatin1String("read-only-directory")))
         QCOMPARE(chmodPath(dir, 0555), 0);
-
     QProcess locker;
     if (failure.startsWith(QLatin1String("locked-"))) {
         locker.start(helperPath(), { QStringLiteral("lock"), file, failure.mid(7) });
@@ -151,11 +140,8 @@ void tst_StorageFailures::failedSaveKeepsOldFile()
     const QString reported = QString::fromUtf8(helper.readAllStandardOutput()).remove(QStringLiteral("saving\n"));
     QCOMPARE(reported.trimmed(), output.arg(file));
     QCOMPARE(helper.exitCode(), 1);
-
-    if (locker.state() != QProcess::NotRunning) {
-        locker.closeWriteChannel();
-        QVERIFY(locker.waitForFinished(10000));
-    }
+    locker.closeWriteChannel();
+    QVERIFY(locker.state() == QProcess::NotRunning || locker.waitForFinished(10000));
     // The same bytes and no journal: the old tree, whole.
     QVERIFY2(fileContents(file) == before, "the failed save changed the file");
     QCOMPARE(strayFiles(dir, { QStringLiteral("library.bli") }), QStringList());
@@ -177,34 +163,36 @@ void tst_StorageFailures::killedSaveLeavesOldOrNewTree()
     QFETCH(bool, startWithoutFile);
     QFETCH(int, kills);
     constexpr int blocks = 300;
-
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
     const QString file = dir.filePath(QStringLiteral("library.bli"));
-    const QStringList trees[] = { {}, libraryTreeLines(kOldSeed, blocks), libraryTreeLines(kNewSeed, blocks) };
-    QVERIFY(trees[1] != trees[2]);
+    QStringList trees[3];
+    for (quint32 seed : { kOldSeed, kNewSeed }) {
+        Scratch scratch;
+        writeLibraryTree(scratch.root.get(), seed, blocks);
+        trees[seed] = StorageTreeText::lines(scratch.root.get());
+    }
+    const auto startSave = [&](QProcess &saver, quint32 seed) {
+        saver.start(helperPath(), { QStringLiteral("save"), file, mode, QString::number(seed), QString::number(blocks) });
+    };
 
     // One save to the end tells how long a whole run and its commit take. Half of the kills
     // land anywhere in a run, the other half within the commit itself.
-    quint32 current = kOldSeed;
-    QCOMPARE(createFile(file, current, blocks), QString());
+    QCOMPARE(createFile(file, kOldSeed, blocks), QString());
     if (startWithoutFile)
         QVERIFY(QFile::remove(file));
     QElapsedTimer timer;
     timer.start();
-    QProcess helper;
-    helper.start(helperPath(), { QStringLiteral("save"), file, mode, QString::number(kNewSeed), QString::number(blocks) });
-    while (!helper.canReadLine() || !helper.readLine().startsWith("saving"))
-        QVERIFY(helper.waitForReadyRead(60000));
+    QProcess first;
+    startSave(first, kNewSeed);
+    QVERIFY(waitForSaving(first));
     const qint64 commitStart = timer.nsecsElapsed();
-    QVERIFY(helper.waitForFinished(60000));
-    QCOMPARE(helper.exitCode(), 0);
+    QVERIFY(first.waitForFinished(60000));
+    QCOMPARE(first.exitCode(), 0);
     const int saveUs = int(timer.nsecsElapsed() / 1000);
     const int commitUs = int((timer.nsecsElapsed() - commitStart) / 1000);
-    current = kNewSeed;
 
+    quint32 current = kNewSeed;
     QRandomGenerator random(20240601);
-    int outcomes[3] = {}; // no file, old tree, new tree
     for (int kill = 0; kill < kills; ++kill) {
         if (startWithoutFile) {
             QFile::remove(file);
@@ -212,13 +200,12 @@ void tst_StorageFailures::killedSaveLeavesOldOrNewTree()
         }
         const quint32 next = current == kOldSeed ? kNewSeed : kOldSeed;
         QProcess saver;
-        saver.start(helperPath(), { QStringLiteral("save"), file, mode, QString::number(next), QString::number(blocks) });
+        startSave(saver, next);
         QVERIFY(saver.waitForStarted());
         if (kill % 2 == 0) {
             QThread::usleep(random.bounded(saveUs * 15 / 10 + 1));
         } else {
-            while (!saver.canReadLine() || !saver.readLine().startsWith("saving"))
-                QVERIFY(saver.waitForReadyRead(60000));
+            QVERIFY(waitForSaving(saver));
             QThread::usleep(random.bounded(commitUs * 15 / 10 + 1));
         }
         ::kill(pid_t(saver.processId()), SIGKILL);
@@ -229,11 +216,9 @@ void tst_StorageFailures::killedSaveLeavesOldOrNewTree()
         const bool isOld = current == 0 ? !exists : exists && after == trees[current];
         const bool isNew = exists && after == trees[next];
         QVERIFY2(isOld || isNew, qPrintable(QStringLiteral("kill %1: neither the old nor the new tree: %2")
-                                                    .arg(kill)
-                                                    .arg(after.mid(0, 3).join(QLatin1String(" | ")))));
+                                                    .arg(kill).arg(after.mid(0, 3).join(QLatin1String(" | ")))));
         if (exists)
             QCOMPARE(integrityCheck(file), QStringLiteral("ok"));
-        ++outcomes[isNew ? 2 : current == 0 ? 0 : 1];
         if (isNew)
             current = next;
         // A writer of a new file killed before the rename leaves its temporary file behind, a
@@ -245,8 +230,6 @@ void tst_StorageFailures::killedSaveLeavesOldOrNewTree()
             QVERIFY(QFile::remove(dir.filePath(stray)));
         }
     }
-    qInfo("%d kills, runs of %d ms with commits of %d ms: %d left the old tree, %d the new one, %d no file",
-          kills, saveUs / 1000, commitUs / 1000, outcomes[1], outcomes[2], outcomes[0]);
 }
 
 QTEST_GUILESS_MAIN(tst_StorageFailures)
