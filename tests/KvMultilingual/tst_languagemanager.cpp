@@ -82,10 +82,10 @@ void LanguageManagerTest::askForMonolingualLanguage()
     auto parent = std::make_unique<QWidget>();
     for (const char *button : { "okButton", "cancelButton" }) {
         QStringList offered;
-        bool parentOk = false;
         QTimer::singleShot(0, this, [&] {
             QWidget *dialog = QApplication::activeModalWidget();
-            parentOk = dialog && dialog->parentWidget() == parent.get();
+            if (dialog && dialog->parentWidget() != parent.get())
+                offered << QStringLiteral("wrong parent");
             auto *combo = dialog ? dialog->findChild<QComboBox *>(QStringLiteral("languageComboBox")) : nullptr;
             for (int row = 0; combo && row < combo->count(); ++row)
                 offered << combo->itemText(row) + (row == combo->currentIndex() ? "*" : "");
@@ -97,7 +97,6 @@ void LanguageManagerTest::askForMonolingualLanguage()
                 dialog->close();
         });
         const unsigned int chosen = manager->askForMonolingualLanguage(parent.get());
-        QVERIFY(parentOk);
         QCOMPARE(offered, QStringList({ "Deutsch", "Englisch*", "Französisch" }));
         QCOMPARE(chosen, button == QByteArrayView("okButton") ? 3u : LanguageManager::Cancelled);
         QCOMPARE(manager->currentLanguage(), 2);

@@ -9,13 +9,24 @@
 
 namespace {
 
-// A Text from (language, string) pairs, set in the order given.
-Text makeText(std::initializer_list<std::pair<int, const char *>> entries)
+using Entries = std::initializer_list<std::pair<int, const char *>>;
+
+// A Text from (language, string) pairs, set in the order given; nullptr sets a null string.
+Text makeText(Entries entries)
 {
     Text text;
     for (const auto &entry : entries)
         text.setText(entry.first, QString::fromUtf8(entry.second));
     return text;
+}
+
+// "empty", or "mono"/"multi" and each language=text.
+QString dump(const Text &text)
+{
+    QStringList parts = { text.isEmpty() ? "empty" : text.isMonolingual() ? "mono" : text.isMultilingual() ? "multi" : "?" };
+    for (int language : text.textLanguages())
+        parts << QStringLiteral("%1=%2").arg(language).arg(text.text(language));
+    return parts.join(QLatin1Char(' '));
 }
 
 // Writes value to a QDataStream and reads the bytes, chopped by `chop`, into target.
@@ -39,14 +50,8 @@ class TextTest : public QObject
 
 private Q_SLOTS:
     void cleanup();
-    void modes_data();
-    void modes();
-    void lookup_data();
-    void lookup();
-    void equality_data();
-    void equality();
-    void convert_data();
-    void convert();
+    void operations_data();
+    void operations();
     void followsLanguageManager();
     void valueSemantics();
     void parameterTexts();
@@ -60,106 +65,50 @@ void TextTest::cleanup()
     manager->setFallbackLanguage(1);
 }
 
-void TextTest::modes_data()
+void TextTest::operations_data()
 {
     QTest::addColumn<Text>("text");
-    QTest::addColumn<QString>("mode");
-    QTest::addColumn<QList<int>>("languages");
-    QTest::newRow("default") << Text() << "empty" << QList<int>();
-    QTest::newRow("empty-string") << makeText({ { 1, "" } }) << "mono" << QList<int> { 1 };
-    QTest::newRow("null-string") << Text(1, QString()) << "mono" << QList<int> { 1 };
-    QTest::newRow("unlisted-languages-ascending") << makeText({ { 9, "X" }, { -4, "Y" }, { 3, "Z" } }) << "multi" << QList<int> { -4, 3, 9 };
-}
-
-void TextTest::modes()
-{
-    QFETCH(Text, text);
-    QFETCH(QString, mode);
-    QFETCH(QList<int>, languages);
-    QCOMPARE(QStringList({ text.isEmpty() ? "empty" : "", text.isMonolingual() ? "mono" : "", text.isMultilingual() ? "multi" : "" })
-                     .join(QString()), mode);
-    QCOMPARE(text.textLanguages(), languages);
-}
-
-void TextTest::lookup_data()
-{
-    QTest::addColumn<Text>("text");
-    QTest::addColumn<int>("language");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<bool>("stored");
-    // Fallback language 1.
-    QTest::newRow("monolingual-own-language") << Text(2, "Motor") << 2 << "Motor" << true;
-    QTest::newRow("monolingual-other-language") << Text(2, "Motor") << 3 << "Motor" << false;
-    QTest::newRow("multilingual-exact") << makeText({ { 1, "Achse" }, { 2, "Axis" } }) << 2 << "Axis" << true;
-    QTest::newRow("missing-uses-fallback") << makeText({ { 1, "Achse" }, { 2, "Axis" } }) << 3 << "Achse" << false;
-    QTest::newRow("missing-fallback-uses-lowest") << makeText({ { 3, "Axe" }, { 2, "Axis" } }) << 5 << "Axis" << false;
-    QTest::newRow("stored-empty-string-wins") << makeText({ { 1, "Achse" }, { 2, "" } }) << 2 << "" << true;
-}
-
-void TextTest::lookup()
-{
-    QFETCH(Text, text);
-    QFETCH(int, language);
-    QFETCH(QString, expected);
-    QFETCH(bool, stored);
-    QCOMPARE(text.text(language), expected);
-    QCOMPARE(text.hasText(language), stored);
-}
-
-void TextTest::equality_data()
-{
-    QTest::addColumn<Text>("left");
-    QTest::addColumn<Text>("right");
-    QTest::addColumn<bool>("equal");
-    QTest::newRow("null-and-empty-string") << Text(1, QString()) << Text(1, "") << true;
-    QTest::newRow("default-and-empty-string") << Text() << Text(1, "") << false;
-    QTest::newRow("insertion-order") << makeText({ { 1, "A" }, { 2, "B" } }) << makeText({ { 2, "B" }, { 1, "A" } }) << true;
-    QTest::newRow("other-language") << Text(1, "A") << Text(2, "A") << false;
-    QTest::newRow("extra-language") << makeText({ { 1, "A" }, { 2, "A" } }) << Text(1, "A") << false;
-}
-
-void TextTest::equality()
-{
-    QFETCH(Text, left);
-    QFETCH(Text, right);
-    QFETCH(bool, equal);
-    QCOMPARE(left == right, equal);
-    QCOMPARE(right == left, equal);
-    QCOMPARE(left != right, !equal);
-    // Variants compare by content too (the meta type is registered by name, for QSettings and drags).
-    QCOMPARE(QVariant::fromValue(left) == QVariant::fromValue(right), equal);
-}
-
-void TextTest::convert_data()
-{
-    QTest::addColumn<Text>("text");
-    QTest::addColumn<int>("language"); // 0: to multilingual
-    QTest::addColumn<Text>("expected");
+    QTest::addColumn<QString>("operation"); // "" (none), "text N", "mono N" or "multi"
+    QTest::addColumn<QString>("result");    // text N's string (and whether it is stored), or the dump
     // Languages 1, 2, 3; fallback 1.
-    QTest::newRow("mono-empty-becomes-empty-string") << Text() << 1 << Text(1, "");
-    QTest::newRow("mono-moves-language") << Text(1, "A") << 2 << Text(2, "A");
-    QTest::newRow("mono-keeps-chosen") << makeText({ { 1, "A" }, { 2, "B" }, { 3, "C" } }) << 2 << Text(2, "B");
-    QTest::newRow("mono-missing-takes-fallback") << makeText({ { 1, "A" }, { 2, "B" } }) << 3 << Text(3, "A");
-    QTest::newRow("mono-missing-takes-lowest") << makeText({ { 3, "C" }, { 2, "B" } }) << 4 << Text(4, "B");
-    QTest::newRow("mono-chosen-empty-string-kept") << makeText({ { 1, "A" }, { 2, "" } }) << 2 << Text(2, "");
-    QTest::newRow("multi-empty-gets-empty-strings") << Text() << 0 << makeText({ { 1, "" }, { 2, "" }, { 3, "" } });
-    QTest::newRow("multi-monolingual-copied") << Text(1, "A") << 0 << makeText({ { 1, "A" }, { 2, "A" }, { 3, "A" } });
-    QTest::newRow("multi-gap-from-fallback") << makeText({ { 1, "A" }, { 3, "C" } }) << 0 << makeText({ { 1, "A" }, { 2, "A" }, { 3, "C" } });
-    QTest::newRow("multi-gap-from-lowest") << makeText({ { 3, "C" }, { 2, "B" } }) << 0 << makeText({ { 1, "B" }, { 2, "B" }, { 3, "C" } });
-    QTest::newRow("multi-unlisted-kept") << makeText({ { 1, "A" }, { 9, "X" } }) << 0
-                                         << makeText({ { 1, "A" }, { 2, "A" }, { 3, "A" }, { 9, "X" } });
+    const auto row = [](const char *name, Entries text, const char *operation, const char *result) {
+        QTest::newRow(name) << makeText(text) << operation << result;
+    };
+    row("default", {}, "", "empty");
+    row("null-string", { { 1, nullptr } }, "", "mono 1=");
+    row("unlisted-languages-ascending", { { 9, "X" }, { -4, "Y" }, { 3, "Z" } }, "", "multi -4=Y 3=Z 9=X");
+    row("monolingual-other-language", { { 2, "Motor" } }, "text 3", "Motor unstored");
+    row("multilingual-exact", { { 1, "Achse" }, { 2, "Axis" } }, "text 2", "Axis");
+    row("missing-uses-fallback", { { 1, "Achse" }, { 2, "Axis" } }, "text 3", "Achse unstored");
+    row("missing-fallback-uses-lowest", { { 3, "Axe" }, { 2, "Axis" } }, "text 5", "Axis unstored");
+    row("stored-empty-string-wins", { { 1, "Achse" }, { 2, "" } }, "text 2", "");
+    row("mono-empty-becomes-empty-string", {}, "mono 1", "mono 1=");
+    row("mono-moves-language", { { 1, "A" } }, "mono 2", "mono 2=A");
+    row("mono-keeps-chosen", { { 1, "A" }, { 2, "B" }, { 3, "C" } }, "mono 2", "mono 2=B");
+    row("mono-missing-takes-fallback", { { 1, "A" }, { 2, "B" } }, "mono 3", "mono 3=A");
+    row("mono-missing-takes-lowest", { { 3, "C" }, { 2, "B" } }, "mono 4", "mono 4=B");
+    row("mono-chosen-empty-string-kept", { { 1, "A" }, { 2, "" } }, "mono 2", "mono 2=");
+    row("multi-empty-gets-empty-strings", {}, "multi", "multi 1= 2= 3=");
+    row("multi-monolingual-copied", { { 1, "A" } }, "multi", "multi 1=A 2=A 3=A");
+    row("multi-gap-from-fallback", { { 1, "A" }, { 3, "C" } }, "multi", "multi 1=A 2=A 3=C");
+    row("multi-gap-from-lowest", { { 3, "C" }, { 2, "B" } }, "multi", "multi 1=B 2=B 3=C");
+    row("multi-unlisted-kept", { { 1, "A" }, { 9, "X" } }, "multi", "multi 1=A 2=A 3=A 9=X");
 }
 
-void TextTest::convert()
+void TextTest::operations()
 {
     QFETCH(Text, text);
-    QFETCH(int, language);
-    QFETCH(Text, expected);
-    if (language)
+    QFETCH(QString, operation);
+    QFETCH(QString, result);
+    const int language = operation.section(QLatin1Char(' '), 1).toInt();
+    if (operation.startsWith(QLatin1String("text")))
+        QCOMPARE(text.text(language) + (text.hasText(language) ? "" : " unstored"), result);
+    else if (operation.startsWith(QLatin1String("mono")))
         text.convertToMonolingual(language);
-    else
+    else if (operation == QLatin1String("multi"))
         text.convertToMultilingual();
-    QCOMPARE(text, expected);
+    if (!operation.startsWith(QLatin1String("text")))
+        QCOMPARE(dump(text), result);
 }
 
 void TextTest::followsLanguageManager()
@@ -171,33 +120,33 @@ void TextTest::followsLanguageManager()
     manager->setFallbackLanguage(2);
     manager->setCurrentLanguage(3);
     QCOMPARE(text.text(), QStringLiteral("Axis"));
-
     manager->setLanguages({ { 4, "Italienisch" }, { 2, "Englisch" } });
     Text multi(1, "A");
     multi.convertToMultilingual();
-    QCOMPARE(multi, makeText({ { 1, "A" }, { 2, "A" }, { 4, "A" } }));
+    QCOMPARE(dump(multi), QStringLiteral("multi 1=A 2=A 4=A"));
     // With a single configured language there is nothing to be multilingual in.
     manager->setLanguages({ { 1, "Deutsch" } });
     multi = Text(1, "A");
     multi.convertToMultilingual();
-    QCOMPARE(multi, Text(1, "A"));
+    QCOMPARE(dump(multi), QStringLiteral("mono 1=A"));
 }
 
 void TextTest::valueSemantics()
 {
+    // Equal by content, in variants too (the meta type is registered by name, for QSettings and drags).
+    QVERIFY(Text(1, QString()) == Text(1, "") && makeText({ { 1, "A" }, { 2, "B" } }) == makeText({ { 2, "B" }, { 1, "A" } }));
+    QVERIFY(Text() != Text(1, "") && Text(1, "A") != Text(2, "A") && makeText({ { 1, "A" }, { 2, "A" } }) != Text(1, "A"));
+    QVERIFY(QVariant::fromValue(Text(1, "A")) == QVariant::fromValue(Text(1, "A")) && QVariant::fromValue(Text(1, "A")) != QVariant::fromValue(Text(2, "A")));
     Text original = makeText({ { 1, "A" }, { 2, "B" } });
     Text copy = original;
     copy.setText(1, "changed");
     copy.convertToMonolingual(2);
-    QCOMPARE(original, makeText({ { 1, "A" }, { 2, "B" } }));
+    QCOMPARE(dump(original), QStringLiteral("multi 1=A 2=B"));
     copy = original;
     original.removeAll();
-    QCOMPARE(copy.textLanguages(), QList<int>({ 1, 2 }));
-    QVERIFY(original.isEmpty());
     copy.removeText(1);
-    QCOMPARE(copy, Text(2, "B"));
+    QCOMPARE(dump(original) + " | " + dump(copy), QStringLiteral("empty | mono 2=B"));
 
-    // Through a stream, and through a variant by its registered name.
     for (const Text &text : { Text(), Text(1, QString()), makeText({ { -1, "minus" }, { 3, "Ä €" } }) }) {
         Text read(5, "overwritten");
         QCOMPARE(throughStream(text, read), QDataStream::Ok);
@@ -226,8 +175,8 @@ void TextTest::parameterTexts()
     text.convertToMonolingual(2);
     text.setLongText(2, "Velocity");
     text.convertToMultilingual();
-    QCOMPARE(text, ParameterText(makeText({ { 1, "Speed" }, { 2, "Speed" }, { 3, "Speed" } }),
-                                 makeText({ { 1, "Velocity" }, { 2, "Velocity" }, { 3, "Velocity" } })));
+    QCOMPARE(dump(text.multilingualShortText()) + " | " + dump(text.multilingualLongText()),
+             QStringLiteral("multi 1=Speed 2=Speed 3=Speed | multi 1=Velocity 2=Velocity 3=Velocity"));
     QVERIFY(ParameterText(Text(1, "x"), Text()) != ParameterText(Text(), Text(1, "x")));
     ParameterText empty;
     empty.setShortText(1, QString());
@@ -241,13 +190,12 @@ void TextTest::parameterTexts()
     ParameterTextMap read;
     QCOMPARE(throughStream(map, read), QDataStream::Ok);
     QCOMPARE(read, map);
-    QVERIFY(map.remove(-1) && !map.remove(-1));
-    QVERIFY(map != read && map.value(6).isEmpty());
+    QVERIFY(map.remove(-1) && !map.remove(-1) && map != read && map.value(6).isEmpty());
     map.convertToMultilingual();
-    QCOMPARE(map.value(5).multilingualLongText(), makeText({ { 1, "Fünf" }, { 2, "Fünf" }, { 3, "Fünf" } }));
+    QCOMPARE(dump(map.value(5).multilingualLongText()), QStringLiteral("multi 1=Fünf 2=Fünf 3=Fünf"));
     map.convertToMonolingual(3);
-    QCOMPARE(map.value(5).multilingualShortText(), Text(3, "F"));
-    QCOMPARE(map.value(0xFFFFFFFFll).multilingualShortText(), Text(3, ""));
+    QCOMPARE(dump(map.value(5).multilingualShortText()) + " | " + dump(map.value(0xFFFFFFFFll).multilingualShortText()),
+             QStringLiteral("mono 3=F | mono 3="));
 }
 
 QTEST_GUILESS_MAIN(TextTest)
