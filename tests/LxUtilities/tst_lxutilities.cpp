@@ -21,7 +21,7 @@ private slots:
     void streamType();
     void iniParser_data();
     void iniParser();
-    void byteArraySupport();
+    void crc32();
     void settings();
 };
 
@@ -117,48 +117,37 @@ void tst_LxUtilities::iniParser()
     QVERIFY(!parser.section("Old"));
 }
 
-void tst_LxUtilities::byteArraySupport()
+void tst_LxUtilities::crc32()
 {
     // Check values of the standard CRC-32, the comparison value of library texts.
-    const auto crc32 = [](QByteArray data, bool bigEndian) { return ByteArraySupport(data, bigEndian).crc32(); };
-    QCOMPARE(crc32("123456789", false), 0xCBF43926u);
-    QCOMPARE(crc32(QByteArray(1, '\0'), true), 0xD202EF8Du);
-    QCOMPARE(crc32(QByteArray(), false), 0u);
-    for (bool bigEndian : { false, true }) {
-        QByteArray data;
-        ByteArraySupport support(data, bigEndian);
-        support.appendUInt16(0x1234);
-        support.appendUInt32(0x12345678);
-        QCOMPARE(data.toHex(), bigEndian ? QByteArray("123412345678") : QByteArray("341278563412"));
-        quint32 value = 0;
-        QVERIFY(support.readUInt32(2, &value) && value == 0x12345678u);
-        QVERIFY(!support.readUInt32(3, &value) && !support.readUInt32(-1, &value));
-    }
+    const auto crc = [](QByteArray data, bool bigEndian) { return ByteArraySupport(data, bigEndian).crc32(); };
+    QCOMPARE(QList<uint>({ crc("123456789", false), crc(QByteArray(1, '\0'), true), crc(QByteArray(), false) }),
+             QList<uint>({ 0xCBF43926u, 0xD202EF8Du, 0u }));
 }
 
+// The library asks whether to save modified libraries, and where file dialogs start.
 void tst_LxUtilities::settings()
 {
     QTemporaryDir dir;
-    const QString file = dir.filePath(QStringLiteral("settings.ini"));
     AppSettings *settings = AppSettings::instance();
-    settings->setSettingsFile(file);
-    QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 1u);
+    settings->setSettingsFile(dir.filePath(QStringLiteral("settings.ini")));
+    const auto state = [settings](eSettingDefaultPaths kind) {
+        return QStringLiteral("%1 %2").arg(settings->setting(AppSettings::SaveModifiedLibraries))
+                .arg(std::unique_ptr<DefaultPathSetting>(DefaultPathSetting::create(kind))->path());
+    };
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    QCOMPARE(state(eSettingDefaultPathBlockLibraries), "1 " + documents);
     QSignalSpy spy(settings, &AppSettings::settingChanged);
     settings->setSetting(AppSettings::SaveModifiedLibraries, 0);
     settings->setSetting(AppSettings::SaveModifiedLibraries, 0);
     QCOMPARE(spy, QList<QList<QVariant>>({ { 0, 0u } }));
-    // Default paths start at the documents folder and are kept per kind.
-    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    const auto pathOf = [](eSettingDefaultPaths kind) { return std::unique_ptr<DefaultPathSetting>(DefaultPathSetting::create(kind))->path(); };
-    QCOMPARE(pathOf(eSettingDefaultPathBlockLibraries), documents);
     std::unique_ptr<DefaultPathSetting>(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries))->setPath(dir.path());
-    // Stored values survive a new settings object over the same file.
+    // Stored values survive a new settings object over the same file; paths are kept per kind.
     settings->settings()->sync();
     settings->setSettingsFile(QString());
-    settings->setSettingsFile(file);
-    QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 0u);
-    QCOMPARE(pathOf(eSettingDefaultPathBlockLibraries), dir.path());
-    QCOMPARE(pathOf(eSettingDefaultPathProjects), documents);
+    settings->setSettingsFile(dir.filePath(QStringLiteral("settings.ini")));
+    QCOMPARE(state(eSettingDefaultPathBlockLibraries), "0 " + dir.path());
+    QCOMPARE(state(eSettingDefaultPathProjects), "0 " + documents);
     // A value that is not a number reads as the default.
     settings->settings()->setValue(QStringLiteral("Settings/0"), QStringLiteral("ask"));
     QCOMPARE(settings->setting(AppSettings::SaveModifiedLibraries), 1u);
