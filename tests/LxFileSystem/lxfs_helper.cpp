@@ -104,14 +104,8 @@ int fromBytes(const QStringList &args)
     const QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(mapped), mapped ? input.size() : 0);
     StorageTestSupport::Scratch scratch;
 
-    QFile status(QStringLiteral("/proc/self/status"));
-    qint64 used = 0;
-    if (status.open(QIODevice::ReadOnly)) {
-        for (const QByteArray &line : status.readAll().split('\n')) {
-            if (line.startsWith("VmSize:"))
-                used = line.mid(7).trimmed().split(' ').first().toLongLong() * 1024;
-        }
-    }
+    QFile statm(QStringLiteral("/proc/self/statm")); // the first number: pages of address space in use
+    const qint64 used = statm.open(QIODevice::ReadOnly) ? statm.readAll().split(' ').value(0).toLongLong() * sysconf(_SC_PAGESIZE) : 0;
     if (used == 0 || !limit(RLIMIT_AS, used + args.at(1).toLongLong() * 1024 * 1024))
         return say(QStringLiteral("cannot limit the address space"), 2);
     return say(scratch.root->fromByteArray(bytes) ? QStringLiteral("accepted") : QStringLiteral("rejected"), 0);

@@ -18,30 +18,27 @@ using namespace StorageTestSupport;
 
 namespace {
 
-// The start of every encoding: self-describing CBOR tag, array of three, marker, version 1.
+// The byte form of a storage tree: self-describing CBOR tag, array of three, marker, version 1,
+// then the root storage.
 const QByteArray kHead = QByteArray::fromHex("d9d9f7836d") + "LxStorageTree";
-const QByteArray kHeader = kHead + QByteArray::fromHex("01");
-
 QByteArray document(const QByteArray &storageHex)
 {
-    return kHeader + QByteArray::fromHex(storageHex);
+    return kHead + QByteArray::fromHex("01" + storageHex);
 }
-
 // n nested storages named "A", innermost empty.
 QByteArray nested(int n)
 {
-    return kHeader + QByteArray::fromHex("82a0a16141").repeated(n) + QByteArray::fromHex("82a0a0");
+    return document(QByteArray("82a0a16141").repeated(n) + "82a0a0");
 }
 
 } // namespace
-
 
 class tst_FileView : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_dir = std::make_unique<QTemporaryDir>(); QVERIFY(m_dir->isValid()); }
+    void init() { QVERIFY((m_dir = std::make_unique<QTemporaryDir>())->isValid()); }
     void roundTrip_data();
     void roundTrip();
     void fileFormat();
@@ -131,18 +128,17 @@ void tst_FileView::views()
     StorageTreeText::write(s.root.get(), { { "V0", "s" }, { "V0/x", "t" } });
     s.root->removeStream(QStringLiteral("V0"));
     s.root->removeStream(QStringLiteral("missing"));
-    QCOMPARE(StorageTreeText::lines(second->storage(QStringLiteral("V0"))), QStringList({ "stream x 1 74" }));
-    // clear() detaches the views of what it removed: their writes go nowhere.
+    QCOMPARE(StorageTreeText::lines(second.get()), QStringList({ "storage Blocks", "storage Blocks/B1", "storage Blocks/B1/V0",
+                                                                 "storage V0", "stream V0/x 1 74" }));
+    // clear() and closing the file detach the views of what they removed: their writes go nowhere.
     s.root->clear();
-    QVERIFY(version->isReadOnly() && version->streamNames().isEmpty());
     version->writeStream(QStringLiteral("z"), "lost");
     version->storage(QStringLiteral("C"));
-    QCOMPARE(StorageTreeText::lines(s.root.get()), QStringList());
+    QVERIFY(version->isReadOnly() && StorageTreeText::lines(s.root.get()).isEmpty());
     QVERIFY(s.root->storage(QStringLiteral("Blocks")) != blocks && !s.root->storage(QStringLiteral("Blocks"))->isReadOnly());
-    // So does closing the file; and a view without a file stores nothing.
     s.file.close();
     QVERIFY(s.root->isReadOnly() && s.root->storageNames().isEmpty());
-    FileStorageView unbacked;
+    FileStorageView unbacked; // and a view without a file stores nothing
     unbacked.writeStream(QStringLiteral("x"), "1");
     QVERIFY(unbacked.streamNames().isEmpty() && !unbacked.storage(QStringLiteral("A")) && !unbacked.fromByteArray(unbacked.toByteArray()));
 }
@@ -347,8 +343,7 @@ void tst_FileView::fromByteArrayReplacesOnlyTheSubtree()
              QStringList({ "storage Keep", "storage Target", "storage Target/Sub", "stream Keep/k 1 31",
                            "stream Target/Sub/y 1 35", "stream Target/\\ud800 1 7a", "stream Target/new 1 34" }));
     // The view of the replaced sub-storage is detached; asking again gives the new one.
-    QVERIFY(oldSub->isReadOnly() && oldSub->streamNames().isEmpty());
-    QCOMPARE(target->storage(QStringLiteral("Sub"))->path(), QStringLiteral("Target/Sub"));
+    QVERIFY(oldSub->isReadOnly() && target->storage(QStringLiteral("Sub"))->path() == QStringLiteral("Target/Sub"));
 
     // The nesting limit counts from the root of the file, not from the receiving storage.
     Scratch deep;
@@ -371,7 +366,6 @@ void tst_FileView::hostileBytes_data()
     };
     row("empty", QByteArray());
     row("other-tag", QByteArray::fromHex("d818") + valid.mid(3));
-    row("tag-without-item", QByteArray::fromHex("d9d9f7"));
     row("wrong-marker", QByteArray::fromHex("d9d9f7836d") + "LxStorageTrex" + QByteArray::fromHex("0182a0a0"));
     row("marker-as-bytes", QByteArray::fromHex("d9d9f7834d") + "LxStorageTree" + QByteArray::fromHex("0182a0a0"));
     row("marker-of-2-pow-63-bytes", QByteArray::fromHex("d9d9f7837b7fffffffffffffff") + "LxStorageTree", true);
@@ -385,7 +379,6 @@ void tst_FileView::hostileBytes_data()
     row("stream-value-text", document("82a161786131a0"));
     row("stream-value-indefinite-bytes", document("82a161785f4131ff" "a0"));
     row("stream-length-900-megabytes", document("82a161785a35a4e900") + "abc", true);
-    row("stream-length-2-pow-63", document("82a161785b7fffffffffffffff") + "abc", true);
     row("stream-length-2-pow-64-minus-1", document("82a161785bffffffffffffffff") + "abc");
     // One byte above the largest stream, all of it there: refused before it is read.
     row("stream-of-1000000001-bytes", document("82a161785a3b9aca01"), true, 1000000001);
@@ -412,11 +405,9 @@ void tst_FileView::hostileBytes()
     StorageTreeText::write(s.root.get(), { { "keep", "1" }, { "Sub/x", "2" } });
     FileStorageView *sub = s.root->storage(QStringLiteral("Sub"));
     const QByteArray encoded = s.root->toByteArray();
-    if (zeros == 0) {
-        QVERIFY(!s.root->fromByteArray(bytes));
-        QVERIFY(!sub->fromByteArray(bytes));
-        QCOMPARE(s.root->toByteArray(), encoded);
-        QCOMPARE(s.root->storage(QStringLiteral("Sub")), sub);
+    if (zeros == 0) { // the tree and its views stay as they were
+        QVERIFY(!s.root->fromByteArray(bytes) && !sub->fromByteArray(bytes));
+        QVERIFY(s.root->toByteArray() == encoded && s.root->storage(QStringLiteral("Sub")) == sub);
     }
     if (!declaresHugeSize)
         return;
@@ -434,8 +425,7 @@ void tst_FileView::hostileBytes()
     QProcess helper;
     helper.start(QCoreApplication::applicationDirPath() + QStringLiteral("/lxfs_helper"),
                  { QStringLiteral("frombytes"), input.fileName(), QStringLiteral("64") });
-    QVERIFY(helper.waitForFinished(30000));
-    QCOMPARE(helper.exitStatus(), QProcess::NormalExit);
+    QVERIFY(helper.waitForFinished(30000) && helper.exitStatus() == QProcess::NormalExit);
     QCOMPARE(helper.readAllStandardOutput(), QByteArray("rejected\n"));
 }
 
