@@ -20,7 +20,7 @@ namespace {
 constexpr quint32 kOldSeed = 1;
 constexpr quint32 kNewSeed = 2;
 
-// The helper program that saves (or locks) as another process, started with these arguments.
+// The other process that saves or locks.
 void startHelper(QProcess &helper, const QStringList &arguments)
 {
     helper.start(QCoreApplication::applicationDirPath() + QStringLiteral("/lxfs_helper"), arguments);
@@ -65,6 +65,7 @@ void tst_StorageFailures::failedSaveKeepsOldFile_data()
     const QString readOnly = "close-failed Die Datei „%1“ ist schreibgeschützt." + notSaved;
     const QString noPermission = "opened 0\nclose-failed Keine Berechtigung zum Schreiben von „%1“." + notSaved;
     const QString locked = QStringLiteral("Die Datei „%1“ ist von einem anderen Programm gesperrt.");
+    const QString lockedAtClose = "opened 0\nclose-failed " + locked + notSaved;
     const auto row = [](const char *name, const char *mode, const char *failure, const QString &output) {
         QTest::newRow(name) << mode << failure << output;
     };
@@ -76,9 +77,9 @@ void tst_StorageFailures::failedSaveKeepsOldFile_data()
     row("file-made-read-only-during-session", "open", "read-only-before-close", "opened 0\n" + readOnly);
     row("read-only-directory-open", "open", "read-only-directory", noPermission);
     row("read-only-directory-create-over-other-file", "create", "read-only-directory-other-file", noPermission);
-    row("locked-by-writer-open", "open", "locked-immediate", "opened 0\nclose-failed " + locked + notSaved);
-    row("locked-by-writer-create", "create", "locked-immediate", "opened 0\nclose-failed " + locked + notSaved);
-    row("locked-by-reader-open", "open", "locked-shared", "opened 0\nclose-failed " + locked + notSaved);
+    row("locked-by-writer-open", "open", "locked-immediate", lockedAtClose);
+    row("locked-by-writer-create", "create", "locked-immediate", lockedAtClose);
+    row("locked-by-reader-open", "open", "locked-shared", lockedAtClose);
     row("locked-exclusively-at-open", "open", "locked-exclusive", "open-failed " + locked);
 }
 
