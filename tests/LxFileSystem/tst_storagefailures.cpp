@@ -5,7 +5,6 @@
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QProcess>
-#include <QtCore/QRandomGenerator>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
 
@@ -21,23 +20,26 @@ namespace {
 constexpr quint32 kOldSeed = 1;
 constexpr quint32 kNewSeed = 2;
 
-QString helperPath()
+// The other process that saves or locks.
+void startHelper(QProcess &helper, const QStringList &arguments)
 {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/lxfs_helper");
+    helper.start(QCoreApplication::applicationDirPath() + QStringLiteral("/lxfs_helper"), arguments);
 }
 
-// Files in dir other than the given ones: temporary files or journals left behind.
-QStringList strayFiles(const QString &dir, const QStringList &expected)
+// Waits until the helper prints the line saying it is about to commit.
+bool waitForSaving(QProcess &helper)
 {
-    QStringList found = QDir(dir).entryList(QDir::Files | QDir::Hidden | QDir::System);
-    for (const QString &name : expected)
-        found.removeAll(name);
-    return found;
+    while (!helper.canReadLine() || !helper.readLine().startsWith("saving")) {
+        if (!helper.waitForReadyRead(60000))
+            return false;
+    }
+    return true;
 }
 
-int chmodPath(const QString &path, mode_t mode)
+// Files in dir other than the library: temporary files or journals left behind.
+QStringList strayFiles(const QString &dir)
 {
-    return ::chmod(QFile::encodeName(path).constData(), mode);
+    return QDir(dir).entryList(QDir::Files | QDir::Hidden | QDir::System).filter(QRegularExpression("^(?!library\\.bli$)"));
 }
 
 } // namespace
@@ -47,55 +49,38 @@ class tst_StorageFailures : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-
     void failedSaveKeepsOldFile_data();
     void failedSaveKeepsOldFile();
-
     void killedSaveLeavesOldOrNewTree_data();
     void killedSaveLeavesOldOrNewTree();
-
-private:
-    bool m_root = false;   // permission bits do not stop root: the helper then runs as nobody
-    uid_t m_nobodyUid = 0;
-    gid_t m_nobodyGid = 0;
 };
-
-void tst_StorageFailures::initTestCase()
-{
-    QVERIFY2(QFile::exists(helperPath()), qPrintable(helperPath()));
-    m_root = geteuid() == 0;
-    if (const passwd *nobody = getpwnam("nobody")) {
-        m_nobodyUid = nobody->pw_uid;
-        m_nobodyGid = nobody->pw_gid;
-    }
-}
 
 void tst_StorageFailures::failedSaveKeepsOldFile_data()
 {
-    QTest::addColumn<QString>("mode");        // how the helper starts its session: open or create
-    QTest::addColumn<QString>("failure");     // what the test does to make the save fail
-    QTest::addColumn<QString>("output");      // what the helper reports, %1 the file name
+    QTest::addColumn<QString>("mode");    // how the helper starts its session: open or create
+    QTest::addColumn<QString>("failure"); // what the test does to make the save fail
+    QTest::addColumn<QString>("output");  // what the helper reports, %1 the file name
     const QString notSaved = QStringLiteral(" Die Änderungen wurden nicht gespeichert.");
-    const QString full = QStringLiteral("close-failed Die Datei „%1“ kann nicht geschrieben werden: Der Datenträger ist voll.") + notSaved;
-    const QString readOnly = QStringLiteral("close-failed Die Datei „%1“ ist schreibgeschützt.") + notSaved;
-    const QString noPermission = QStringLiteral("close-failed Keine Berechtigung zum Schreiben von „%1“.") + notSaved;
-    const QString locked = QStringLiteral("close-failed Die Datei „%1“ ist von einem anderen Programm gesperrt.") + notSaved;
-
-    QTest::newRow("disk-full-open") << "open" << "disk-full" << "opened 0\n" + full;
-    QTest::newRow("disk-full-create-over-storage-file") << "create" << "disk-full" << "opened 0\n" + full;
-    QTest::newRow("disk-full-create-over-other-file") << "create" << "disk-full-other-file" << "opened 0\n" + full;
-    QTest::newRow("read-only-file-open") << "open" << "read-only-file" << "opened 1\n" + readOnly;
-    QTest::newRow("read-only-file-create") << "create" << "read-only-file" << "open-failed Die Datei „%1“ ist schreibgeschützt.";
-    QTest::newRow("file-made-read-only-during-session") << "open" << "read-only-before-close" << "opened 0\n" + readOnly;
-    QTest::newRow("read-only-directory-open") << "open" << "read-only-directory" << "opened 0\n" + noPermission;
-    QTest::newRow("read-only-directory-create-over-other-file")
-            << "create" << "read-only-directory-other-file" << "opened 0\n" + noPermission;
-    QTest::newRow("locked-by-writer-open") << "open" << "locked-immediate" << "opened 0\n" + locked;
-    QTest::newRow("locked-by-writer-create") << "create" << "locked-immediate" << "opened 0\n" + locked;
-    QTest::newRow("locked-by-reader-open") << "open" << "locked-shared" << "opened 0\n" + locked;
-    QTest::newRow("locked-exclusively-at-open")
-            << "open" << "locked-exclusive" << "open-failed Die Datei „%1“ ist von einem anderen Programm gesperrt.";
+    const QString full = "opened 0\nclose-failed Die Datei „%1“ kann nicht geschrieben werden: Der Datenträger ist voll." + notSaved;
+    const QString readOnly = "close-failed Die Datei „%1“ ist schreibgeschützt." + notSaved;
+    const QString noPermission = "opened 0\nclose-failed Keine Berechtigung zum Schreiben von „%1“." + notSaved;
+    const QString locked = QStringLiteral("Die Datei „%1“ ist von einem anderen Programm gesperrt.");
+    const QString lockedAtClose = "opened 0\nclose-failed " + locked + notSaved;
+    const auto row = [](const char *name, const char *mode, const char *failure, const QString &output) {
+        QTest::newRow(name) << mode << failure << output;
+    };
+    row("disk-full-open", "open", "disk-full", full);
+    row("disk-full-create-over-storage-file", "create", "disk-full", full);
+    row("disk-full-create-over-other-file", "create", "disk-full-other-file", full);
+    row("read-only-file-open", "open", "read-only-file", "opened 1\n" + readOnly);
+    row("read-only-file-create", "create", "read-only-file", QStringLiteral("open-failed Die Datei „%1“ ist schreibgeschützt."));
+    row("file-made-read-only-during-session", "open", "read-only-before-close", "opened 0\n" + readOnly);
+    row("read-only-directory-open", "open", "read-only-directory", noPermission);
+    row("read-only-directory-create-over-other-file", "create", "read-only-directory-other-file", noPermission);
+    row("locked-by-writer-open", "open", "locked-immediate", lockedAtClose);
+    row("locked-by-writer-create", "create", "locked-immediate", lockedAtClose);
+    row("locked-by-reader-open", "open", "locked-shared", lockedAtClose);
+    row("locked-exclusively-at-open", "open", "locked-exclusive", "open-failed " + locked);
 }
 
 void tst_StorageFailures::failedSaveKeepsOldFile()
@@ -103,62 +88,56 @@ void tst_StorageFailures::failedSaveKeepsOldFile()
     QFETCH(QString, mode);
     QFETCH(QString, failure);
     QFETCH(QString, output);
-
     QTemporaryDir temporary;
-    QVERIFY(temporary.isValid());
-    QCOMPARE(chmodPath(temporary.path(), 0755), 0); // others may pass, as the helper may run as nobody
+    QCOMPARE(::chmod(QFile::encodeName(temporary.path()).constData(), 0755), 0); // the helper may run as nobody
     const QString dir = temporary.filePath(QStringLiteral("case"));
+    const QByteArray dirName = QFile::encodeName(dir);
     QVERIFY(QDir().mkdir(dir));
-    const auto restore = qScopeGuard([&] { chmodPath(dir, 0700); }); // so that the directory can go
+    const auto restore = qScopeGuard([&] { ::chmod(dirName.constData(), 0700); }); // so that it can go
     const QString file = dir + QStringLiteral("/library.bli");
-    const bool otherFile = failure.endsWith(QLatin1String("-other-file"));
-    if (otherFile)
+    const QByteArray fileName = QFile::encodeName(file);
+    if (failure.endsWith(QLatin1String("-other-file")))
         QVERIFY(writeFile(file, QByteArray(20000, 'x')));
     else
         QCOMPARE(createFile(file, kOldSeed, 40), QString());
 
     QStringList arguments = { QStringLiteral("save"), file, mode, QString::number(kNewSeed), QStringLiteral("80") };
-    const bool needsOtherUser = failure.startsWith(QLatin1String("read-only"));
-    if (needsOtherUser && m_root) {
+    if (failure.startsWith(QLatin1String("read-only")) && geteuid() == 0) {
         // Root writes whatever the permission bits say; nobody does not.
-        if (m_nobodyUid == 0)
+        const passwd *nobody = getpwnam("nobody");
+        if (!nobody)
             QSKIP("running as root and there is no user nobody to run the helper as");
         arguments << QStringLiteral("--drop-privileges");
-        QCOMPARE(::chown(QFile::encodeName(file).constData(), m_nobodyUid, m_nobodyGid), 0);
+        QCOMPARE(::chown(fileName.constData(), nobody->pw_uid, nobody->pw_gid), 0);
         if (!failure.startsWith(QLatin1String("read-only-directory")))
-            QCOMPARE(::chown(QFile::encodeName(dir).constData(), m_nobodyUid, m_nobodyGid), 0);
+            QCOMPARE(::chown(dirName.constData(), nobody->pw_uid, nobody->pw_gid), 0);
     }
     if (failure.startsWith(QLatin1String("disk-full")))
         arguments << QStringLiteral("--file-size-limit") << QString::number(QFileInfo(file).size());
     if (failure == QLatin1String("read-only-file"))
-        QCOMPARE(chmodPath(file, 0444), 0);
+        QCOMPARE(::chmod(fileName.constData(), 0444), 0);
     if (failure == QLatin1String("read-only-before-close"))
         arguments << QStringLiteral("--chmod-before-close") << QStringLiteral("444");
     if (failure.startsWith(QLatin1String("read-only-directory")))
-        QCOMPARE(chmodPath(dir, 0555), 0);
-
+        QCOMPARE(::chmod(dirName.constData(), 0555), 0);
     QProcess locker;
     if (failure.startsWith(QLatin1String("locked-"))) {
-        locker.start(helperPath(), { QStringLiteral("lock"), file, failure.mid(7) });
+        startHelper(locker, { QStringLiteral("lock"), file, failure.mid(7) });
         QVERIFY(locker.waitForReadyRead(10000));
         QCOMPARE(locker.readLine(), QByteArray("locked\n"));
     }
     const QByteArray before = fileContents(file);
 
     QProcess helper;
-    helper.start(helperPath(), arguments);
+    startHelper(helper, arguments);
     QVERIFY(helper.waitForFinished(60000));
-    const QString reported = QString::fromUtf8(helper.readAllStandardOutput()).remove(QStringLiteral("saving\n"));
-    QCOMPARE(reported.trimmed(), output.arg(file));
+    QCOMPARE(QString::fromUtf8(helper.readAllStandardOutput()).remove(QStringLiteral("saving\n")).trimmed(), output.arg(file));
     QCOMPARE(helper.exitCode(), 1);
-
-    if (locker.state() != QProcess::NotRunning) {
-        locker.closeWriteChannel();
-        QVERIFY(locker.waitForFinished(10000));
-    }
+    locker.closeWriteChannel();
+    QVERIFY(locker.state() == QProcess::NotRunning || locker.waitForFinished(10000));
     // The same bytes and no journal: the old tree, whole.
     QVERIFY2(fileContents(file) == before, "the failed save changed the file");
-    QCOMPARE(strayFiles(dir, { QStringLiteral("library.bli") }), QStringList());
+    QCOMPARE(strayFiles(dir), QStringList());
 }
 
 void tst_StorageFailures::killedSaveLeavesOldOrNewTree_data()
@@ -171,56 +150,48 @@ void tst_StorageFailures::killedSaveLeavesOldOrNewTree_data()
     QTest::newRow("create-new-file") << "create" << true << 15;
 }
 
+// Half of the kills land anywhere in a save, the other half within its commit. One save to
+// the end tells how long they take.
 void tst_StorageFailures::killedSaveLeavesOldOrNewTree()
 {
     QFETCH(QString, mode);
     QFETCH(bool, startWithoutFile);
     QFETCH(int, kills);
     constexpr int blocks = 300;
-
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
     const QString file = dir.filePath(QStringLiteral("library.bli"));
-    const QStringList trees[] = { {}, libraryTreeLines(kOldSeed, blocks), libraryTreeLines(kNewSeed, blocks) };
-    QVERIFY(trees[1] != trees[2]);
-
-    // One save to the end tells how long a whole run and its commit take. Half of the kills
-    // land anywhere in a run, the other half within the commit itself.
-    quint32 current = kOldSeed;
-    QCOMPARE(createFile(file, current, blocks), QString());
-    if (startWithoutFile)
-        QVERIFY(QFile::remove(file));
-    QElapsedTimer timer;
-    timer.start();
-    QProcess helper;
-    helper.start(helperPath(), { QStringLiteral("save"), file, mode, QString::number(kNewSeed), QString::number(blocks) });
-    while (!helper.canReadLine() || !helper.readLine().startsWith("saving"))
-        QVERIFY(helper.waitForReadyRead(60000));
-    const qint64 commitStart = timer.nsecsElapsed();
-    QVERIFY(helper.waitForFinished(60000));
-    QCOMPARE(helper.exitCode(), 0);
-    const int saveUs = int(timer.nsecsElapsed() / 1000);
-    const int commitUs = int((timer.nsecsElapsed() - commitStart) / 1000);
-    current = kNewSeed;
-
+    QStringList trees[3]; // no file, the old and the new tree
+    for (quint32 seed : { kOldSeed, kNewSeed }) {
+        Scratch scratch;
+        writeLibraryTree(scratch.root.get(), seed, blocks);
+        trees[seed] = StorageTreeText::lines(scratch.root.get());
+    }
+    QCOMPARE(createFile(file, kOldSeed, blocks), QString());
+    quint32 current = kNewSeed;
+    qint64 saveUs = 0, commitUs = 0;
     QRandomGenerator random(20240601);
-    int outcomes[3] = {}; // no file, old tree, new tree
-    for (int kill = 0; kill < kills; ++kill) {
+    for (int kill = -1; kill < kills; ++kill) {
         if (startWithoutFile) {
             QFile::remove(file);
             current = 0;
         }
-        const quint32 next = current == kOldSeed ? kNewSeed : kOldSeed;
+        const quint32 next = kill < 0 ? kNewSeed : current == kOldSeed ? kNewSeed : kOldSeed;
+        QElapsedTimer timer;
+        timer.start();
         QProcess saver;
-        saver.start(helperPath(), { QStringLiteral("save"), file, mode, QString::number(next), QString::number(blocks) });
+        startHelper(saver, { QStringLiteral("save"), file, mode, QString::number(next), QString::number(blocks) });
         QVERIFY(saver.waitForStarted());
-        if (kill % 2 == 0) {
-            QThread::usleep(random.bounded(saveUs * 15 / 10 + 1));
-        } else {
-            while (!saver.canReadLine() || !saver.readLine().startsWith("saving"))
-                QVERIFY(saver.waitForReadyRead(60000));
-            QThread::usleep(random.bounded(commitUs * 15 / 10 + 1));
+        if (kill < 0) { // the measuring run
+            QVERIFY(waitForSaving(saver));
+            commitUs = timer.nsecsElapsed() / 1000;
+            QVERIFY(saver.waitForFinished(60000) && saver.exitCode() == 0);
+            saveUs = timer.nsecsElapsed() / 1000;
+            commitUs = saveUs - commitUs;
+            continue;
         }
+        if (kill % 2 == 1)
+            QVERIFY(waitForSaving(saver));
+        QThread::usleep(random.bounded(int((kill % 2 ? commitUs : saveUs) * 15 / 10 + 1)));
         ::kill(pid_t(saver.processId()), SIGKILL);
         QVERIFY(saver.waitForFinished(10000));
 
@@ -229,24 +200,19 @@ void tst_StorageFailures::killedSaveLeavesOldOrNewTree()
         const bool isOld = current == 0 ? !exists : exists && after == trees[current];
         const bool isNew = exists && after == trees[next];
         QVERIFY2(isOld || isNew, qPrintable(QStringLiteral("kill %1: neither the old nor the new tree: %2")
-                                                    .arg(kill)
-                                                    .arg(after.mid(0, 3).join(QLatin1String(" | ")))));
-        if (exists)
-            QCOMPARE(integrityCheck(file), QStringLiteral("ok"));
-        ++outcomes[isNew ? 2 : current == 0 ? 0 : 1];
-        if (isNew)
-            current = next;
+                                                    .arg(kill).arg(after.mid(0, 3).join(QLatin1String(" | ")))));
+        QCOMPARE(exists ? integrityCheck(file) : QStringLiteral("ok"), QStringLiteral("ok"));
+        current = isNew ? next : current;
         // A writer of a new file killed before the rename leaves its temporary file behind, a
         // writer killed before its journal had a header leaves that journal (no longer hot,
         // as opening showed: SQLite ignores it and the next commit replaces it). Nothing else.
-        for (const QString &stray : strayFiles(dir.path(), { QStringLiteral("library.bli"), QStringLiteral("library.bli-journal") })) {
-            QVERIFY2(stray.startsWith(QLatin1String(".library.bli.")) && stray.endsWith(QLatin1String(".tmp")),
+        for (const QString &stray : strayFiles(dir.path())) {
+            QVERIFY2(stray == "library.bli-journal" || (stray.startsWith(".library.bli.") && stray.endsWith(".tmp")),
                      qPrintable(stray));
-            QVERIFY(QFile::remove(dir.filePath(stray)));
+            if (stray.endsWith(QLatin1String(".tmp")))
+                QVERIFY(QFile::remove(dir.filePath(stray)));
         }
     }
-    qInfo("%d kills, runs of %d ms with commits of %d ms: %d left the old tree, %d the new one, %d no file",
-          kills, saveUs / 1000, commitUs / 1000, outcomes[1], outcomes[2], outcomes[0]);
 }
 
 QTEST_GUILESS_MAIN(tst_StorageFailures)
