@@ -14,13 +14,11 @@ inline QByteArray codeStream(unsigned int version, const QByteArray &body)
 class CodeStandIn : public BlockCode
 {
 public:
-    // save() writes editedText into the definition when it is not empty, as the editor stores
-    // the text under edit; the comparison update sets compareText when it is not null.
+    // save() stores a non-empty editedText, as the editor stores the text under edit; the
+    // comparison update stores a non-null compareText.
     explicit CodeStandIn(BlockDefinition *definition = nullptr, const QByteArray &editedText = QByteArray(),
                          const QByteArray &compareText = QByteArray())
-        : definition(definition), editedText(editedText), compareText(compareText)
-    {
-    }
+        : definition(definition), editedText(editedText), compareText(compareText) {}
     void save() override
     {
         ++saves;
@@ -35,8 +33,6 @@ public:
     }
 
     BlockDefinition *const definition;
-    const QByteArray editedText;
-    const QByteArray compareText;
-    int saves = 0;
-    int updates = 0;
+    const QByteArray editedText, compareText;
+    int saves = 0, updates = 0;
 };
