@@ -128,8 +128,6 @@ private slots:
     void roundTripOfEveryKindOfBlock();
     void lineBreaksInTexts_data();
     void lineBreaksInTexts();
-    void loadFails_data();
-    void loadFails();
     void closeQuestion_data();
     void closeQuestion();
     void saveWithoutPath_data();
@@ -219,6 +217,21 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QVERIFY(loaded.save(path(QStringLiteral("fresh.bli"))));
     QCOMPARE(editFile(second), editFile(path(QStringLiteral("fresh.bli"))));
     QVERIFY(!editFile(second).contains(QStringLiteral("storage Blocks/ToolBlock_4/V1")));
+
+    // A file that cannot be opened changes nothing; one that opens replaces the contents.
+    const QString missing = path(QStringLiteral("missing.bli"));
+    QVERIFY(!loaded.load(missing));
+    QCOMPARE(loaded.errorString(), QStringLiteral("Die Datei „%1“ existiert nicht.").arg(QDir::toNativeSeparators(missing)));
+    QVERIFY(loaded.filePath() == path(QStringLiteral("fresh.bli")) && loaded.library()->containsBlock(QStringLiteral("RootBlock")));
+    const QString empty = path(QStringLiteral("empty.bli"));
+    FileView view;
+    view.create(empty);
+    std::unique_ptr<FileStorageView>(view.createRootView())
+            ->writeStream(QStringLiteral("Info.ini"), ";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\n");
+    view.close();
+    QVERIFY(!loaded.load(empty));
+    QCOMPARE(loaded.errorString(), QStringLiteral("\"%1\" enthält keine Bausteinbibliothek.").arg(QDir::toNativeSeparators(empty)));
+    QVERIFY(loaded.filePath() == empty && loaded.library()->blockIdentifiers().isEmpty());
 }
 
 void tst_LibraryFile::lineBreaksInTexts_data()
@@ -266,37 +279,6 @@ void tst_LibraryFile::lineBreaksInTexts()
     QCOMPARE(reloaded->shortName() == QLatin1String("EVIL"), false);
     QTEST(text(reloaded, nullptr), "expected");
     QCOMPARE(reloaded->blockDefinition(0)->compareCrc32Value(), compareValue);
-}
-
-void tst_LibraryFile::loadFails_data()
-{
-    QTest::addColumn<bool>("exists"); // a library file without blocks; else no file at all
-    QTest::addColumn<QString>("error"); // %1: the path
-
-    QTest::newRow("missing-file") << false << QStringLiteral("Die Datei „%1“ existiert nicht.");
-    QTest::newRow("library-without-blocks") << true << QStringLiteral("\"%1\" enthält keine Bausteinbibliothek.");
-}
-
-void tst_LibraryFile::loadFails()
-{
-    QFETCH(bool, exists);
-    QFETCH(QString, error);
-
-    const QString file = path(QStringLiteral("input.bli"));
-    if (exists) {
-        FileView view;
-        view.create(file);
-        std::unique_ptr<FileStorageView>(view.createRootView())
-                ->writeStream(QStringLiteral("Info.ini"), ";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\n");
-        view.close();
-    }
-    const QString previous = path(QStringLiteral("previous.bli"));
-    std::unique_ptr<BlockLibraryFile> library = savedLibrary(previous);
-    QVERIFY(!library->load(file));
-    QCOMPARE(library->errorString(), error.arg(QDir::toNativeSeparators(file)));
-    // A file that cannot be opened changes nothing; one that opens replaces the contents.
-    QCOMPARE(library->filePath(), exists ? file : previous);
-    QCOMPARE(library->library()->blockIdentifiers().isEmpty(), exists);
 }
 
 void tst_LibraryFile::closeQuestion_data()
