@@ -21,8 +21,6 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
-#include <sqlite3.h>
-
 #include <functional>
 #include <memory>
 
@@ -87,25 +85,6 @@ struct ImmutableFlag
     const bool set;
 };
 
-// Holds the write lock of a storage file through a connection of its own, as another
-// program writing to the file would.
-struct WriteLock
-{
-    explicit WriteLock(const QString &path)
-    {
-        if (sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK)
-            locked = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
-    ~WriteLock()
-    {
-        if (locked)
-            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-        sqlite3_close(db);
-    }
-    sqlite3 *db = nullptr;
-    bool locked = false;
-};
-
 // The replies to the close question.
 enum Answer { Yes = QDialogButtonBox::Yes, No = QDialogButtonBox::No, Abort = QDialogButtonBox::Abort, None = -1 };
 
@@ -128,11 +107,8 @@ private slots:
     void roundTripOfEveryKindOfBlock();
     void lineBreaksInTexts_data();
     void lineBreaksInTexts();
-    void closeQuestion_data();
-    void closeQuestion();
-    void saveWithoutPath_data();
-    void saveWithoutPath();
-    void fixedLibraryFileIsLeftAsItIs();
+    void askingToSave_data();
+    void askingToSave();
     void saveFails_data();
     void saveFails();
 
@@ -218,6 +194,19 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QCOMPARE(editFile(second), editFile(path(QStringLiteral("fresh.bli"))));
     QVERIFY(!editFile(second).contains(QStringLiteral("storage Blocks/ToolBlock_4/V1")));
 
+    // A library file whose stored type makes it fixed: saving it succeeds and writes nothing.
+    QVERIFY(!editFile(second, [](FileStorageView *root) {
+        QByteArray info = root->readStream(QStringLiteral("Info.ini"));
+        QVERIFY(info.contains("Type=256\r\n"));
+        root->writeStream(QStringLiteral("Info.ini"), info.replace("Type=256", "Type=3"));
+    }).isEmpty());
+    const QByteArray fixed = fileContents(second);
+    BlockLibraryFile fixedLibrary;
+    QVERIFY(fixedLibrary.load(second) && fixedLibrary.type() == 3u);
+    QSignalSpy fixedModified(&fixedLibrary, &BlockLibraryContainer::modifiedChanged);
+    QVERIFY(fixedLibrary.save(second) && fixedModified.isEmpty());
+    QVERIFY(fileContents(second) == fixed);
+
     // A file that cannot be opened changes nothing; one that opens replaces the contents.
     const QString missing = path(QStringLiteral("missing.bli"));
     QVERIFY(!loaded.load(missing));
@@ -281,47 +270,62 @@ void tst_LibraryFile::lineBreaksInTexts()
     QCOMPARE(reloaded->blockDefinition(0)->compareCrc32Value(), compareValue);
 }
 
-void tst_LibraryFile::closeQuestion_data()
+void tst_LibraryFile::askingToSave_data()
 {
-    QTest::addColumn<bool>("requested"); // through saveRequested() instead of prepareClose()
-    QTest::addColumn<uint>("setting");   // what to do with modified libraries on request
+    QTest::addColumn<QString>("how");   // prepareClose(), saveRequested() or save() without a path
+    QTest::addColumn<uint>("setting");  // what to do with modified libraries on request
+    QTest::addColumn<bool>("hasFile");  // the library was loaded from a file
     QTest::addColumn<bool>("modified");
-    QTest::addColumn<int>("reply"); // None: nothing is asked
+    QTest::addColumn<int>("reply");     // to the close question; None: nothing is asked
+    QTest::addColumn<int>("fileDialog"); // -1: none comes, 0: it is cancelled, 1: a file is chosen
     QTest::addColumn<bool>("result");
     QTest::addColumn<bool>("saves");
 
-    QTest::newRow("close-yes-saves") << false << 1u << true << int(Yes) << true << true;
-    QTest::newRow("close-no-closes-without-saving") << false << 1u << true << int(No) << true << false;
-    QTest::newRow("close-abort-keeps-open") << false << 1u << true << int(Abort) << false << false;
-    QTest::newRow("close-unmodified-without-asking") << false << 1u << false << int(None) << true << false;
-    QTest::newRow("request-silently") << true << 0u << true << int(None) << true << true;
-    QTest::newRow("request-ask-yes") << true << 1u << true << int(Yes) << true << true;
-    QTest::newRow("request-other-setting") << true << 2u << true << int(None) << true << false;
-    QTest::newRow("request-unmodified-silently") << true << 0u << false << int(None) << true << false;
+    auto row = [](const char *tag, const char *how, uint setting, bool hasFile, bool modified, int reply, int fileDialog,
+                  bool result, bool saves) {
+        QTest::newRow(tag) << QString::fromLatin1(how) << setting << hasFile << modified << reply << fileDialog << result << saves;
+    };
+    row("close-yes-saves", "close", 1, true, true, Yes, -1, true, true);
+    row("close-no-closes-without-saving", "close", 1, true, true, No, -1, true, false);
+    row("close-abort-keeps-open", "close", 1, true, true, Abort, -1, false, false);
+    row("close-unmodified-without-asking", "close", 1, true, false, None, -1, true, false);
+    row("request-silently", "request", 0, true, true, None, -1, true, true);
+    row("request-ask-yes", "request", 1, true, true, Yes, -1, true, true);
+    row("request-other-setting", "request", 2, true, true, None, -1, true, false);
+    row("request-unmodified-silently", "request", 0, true, false, None, -1, true, false);
+    // Cancelling the file dialog ends in the save failure; the library stays open and modified.
+    row("save-without-file-dialog-cancelled", "save", 1, false, true, None, 0, false, false);
+    row("close-yes-without-file-dialog-cancelled", "close", 1, false, true, Yes, 0, false, false);
+    row("save-without-file-file-chosen", "save", 1, false, true, None, 1, true, true);
 }
 
-void tst_LibraryFile::closeQuestion()
+void tst_LibraryFile::askingToSave()
 {
-    QFETCH(bool, requested);
+    QFETCH(QString, how);
     QFETCH(uint, setting);
+    QFETCH(bool, hasFile);
     QFETCH(bool, modified);
     QFETCH(int, reply);
+    QFETCH(int, fileDialog);
     QFETCH(bool, saves);
 
     AppSettings::instance()->setSetting(AppSettings::SaveModifiedLibraries, setting);
     const QString file = path(QStringLiteral("Antrieb.bli"));
-    std::unique_ptr<BlockLibraryFile> library = savedLibrary(file);
+    std::unique_ptr<BlockLibraryFile> library = hasFile ? savedLibrary(file) : std::make_unique<BlockLibraryFile>();
     const QByteArray before = fileContents(file);
     if (modified)
         addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
     QSignalSpy modifiedSpy(library.get(), &BlockLibraryContainer::modifiedChanged);
 
-    // An answerer for a question that must not come presses Abort, which saves nothing.
+    // An answerer for a question that must not come presses Abort, which saves nothing. A
+    // file name without a directory lands in the dialog's start directory.
     auto answerer = DialogAnswerer::press(QDialogButtonBox::StandardButton(reply == None ? int(Abort) : reply));
-    if (requested)
+    auto files = fileDialog == 1 ? DialogAnswerer::chooseFile(QStringLiteral("Antrieb.bli")) : DialogAnswerer::cancelFileDialog();
+    auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
+    if (how == QLatin1String("request"))
         library->saveRequested();
     else
-        QTEST(library->prepareClose(), "result");
+        QTEST(how == QLatin1String("save") ? library->save(QString()) : library->prepareClose(), "result");
     QCOMPARE(answerer->answered(), reply != None);
     if (reply != None) {
         QCOMPARE(answerer->buttons(), QMessageBox::Yes | QMessageBox::No | QMessageBox::Abort);
@@ -329,84 +333,28 @@ void tst_LibraryFile::closeQuestion()
         QCOMPARE(answerer->icon(), QMessageBox::Question);
         QCOMPARE(answerer->parentWidget(), &m_mainWindow);
         QCOMPARE(answerer->title(), QStringLiteral("Bibliothek wurde geändert"));
-        QCOMPARE(answerer->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"Antrieb.bli\" gespeichert werden?"));
+        QCOMPARE(answerer->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"%1\" gespeichert werden?")
+                                           .arg(hasFile ? QStringLiteral("Antrieb.bli") : QStringLiteral("new")));
     }
-    QCOMPARE(library->modified(), modified && !saves);
-    QCOMPARE(modifiedSpy.count(), saves ? 1 : 0);
-    BlockLibraryFile onDisk;
-    QVERIFY(onDisk.load(file));
-    QCOMPARE(onDisk.library()->containsBlock(QStringLiteral("StandardBlock_2")), saves);
-    QVERIFY(saves || fileContents(file) == before);
-}
-
-void tst_LibraryFile::saveWithoutPath_data()
-{
-    QTest::addColumn<bool>("closing"); // through the close question's "Yes" instead of save()
-    QTest::addColumn<bool>("choose");  // a file is chosen instead of cancelling the dialog
-
-    QTest::newRow("save-dialog-cancelled") << false << false;
-    QTest::newRow("close-question-yes-dialog-cancelled") << true << false;
-    QTest::newRow("save-dialog-file-chosen") << false << true;
-}
-
-void tst_LibraryFile::saveWithoutPath()
-{
-    QFETCH(bool, closing);
-    QFETCH(bool, choose);
-
-    BlockLibraryFile library;
-    addBlock(library.library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
-    const QString file = path(QStringLiteral("chosen.bli"));
-    auto yes = closing ? DialogAnswerer::press(QDialogButtonBox::Yes) : nullptr;
-    // A name without a directory lands in the dialog's start directory.
-    auto fileDialog = choose ? DialogAnswerer::chooseFile(QStringLiteral("chosen.bli")) : DialogAnswerer::cancelFileDialog();
-    auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
-    QSignalSpy modified(&library, &BlockLibraryContainer::modifiedChanged);
-
-    QCOMPARE(closing ? library.prepareClose() : library.save(QString()), choose);
-    QVERIFY(fileDialog->answered());
-    QCOMPARE(fileDialog->title(), QStringLiteral("Bibliothek Speichern"));
-    if (closing)
-        QCOMPARE(yes->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"new\" gespeichert werden?"));
-    // Cancelling ends in the save failure; the library stays open, modified and without a path.
-    QCOMPARE(acknowledge->answered(), !choose);
-    QCOMPARE(library.filePath(), choose ? file : QString());
-    QCOMPARE(library.modified(), !choose);
-    QCOMPARE(modified.count(), choose ? 1 : 0);
-    if (!choose) {
+    QCOMPARE(files->answered(), fileDialog >= 0);
+    QCOMPARE(files->title(), fileDialog >= 0 ? QStringLiteral("Bibliothek Speichern") : QString());
+    QCOMPARE(acknowledge->answered(), fileDialog == 0);
+    if (fileDialog == 0) {
         QCOMPARE(acknowledge->title(), QStringLiteral("Speichern"));
         QCOMPARE(acknowledge->text(), SaveFailure);
-        QCOMPARE(acknowledge->buttons(), QMessageBox::StandardButtons(QMessageBox::Ok));
         QCOMPARE(acknowledge->icon(), QMessageBox::Critical);
         QCOMPARE(acknowledge->parentWidget(), &m_mainWindow);
     }
+    QCOMPARE(library->modified(), modified && !saves);
+    QCOMPARE(modifiedSpy.count(), saves ? 1 : 0);
+    QCOMPARE(library->filePath(), hasFile || saves ? file : QString());
+    QCOMPARE(fileContents(file) == before, !saves);
+    BlockLibraryFile onDisk;
+    QCOMPARE(onDisk.load(file) && onDisk.library()->containsBlock(QStringLiteral("StandardBlock_2")), saves);
     // Without a stored name, the library is named after its file while that exists.
-    QCOMPARE(library.name(), Text(1, choose ? QStringLiteral("chosen.bli") : QStringLiteral("new")));
-    QVERIFY(!choose || QFile::remove(file));
-    QCOMPARE(library.name(), Text(1, QStringLiteral("new")));
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden), QStringList());
-}
-
-void tst_LibraryFile::fixedLibraryFileIsLeftAsItIs()
-{
-    // A library file whose stored type makes it fixed: saving it succeeds, writes nothing
-    // and must not empty the file.
-    const QString file = path(QStringLiteral("fixed.bli"));
-    QVERIFY(savedLibrary(file));
-    QVERIFY(!editFile(file, [](FileStorageView *root) {
-        QByteArray info = root->readStream(QStringLiteral("Info.ini"));
-        QVERIFY(info.contains("Type=256\r\n"));
-        root->writeStream(QStringLiteral("Info.ini"), info.replace("Type=256", "Type=3"));
-    }).isEmpty());
-    const QByteArray before = fileContents(file);
-
-    BlockLibraryFile library;
-    QVERIFY(library.load(file));
-    QCOMPARE(library.type(), 3u);
-    QSignalSpy modified(&library, &BlockLibraryContainer::modifiedChanged);
-    QVERIFY(library.save(file));
-    QCOMPARE(modified.count(), 0);
-    QVERIFY(fileContents(file) == before);
+    QCOMPARE(library->name(), Text(1, QFile::exists(file) ? QStringLiteral("Antrieb.bli") : QStringLiteral("new")));
+    QVERIFY(QFile::remove(file) == (hasFile || saves));
+    QCOMPARE(library->name(), Text(1, QStringLiteral("new")));
 }
 
 void tst_LibraryFile::saveFails_data()
@@ -418,8 +366,6 @@ void tst_LibraryFile::saveFails_data()
     const QString notWritten = QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden (*). Die Änderungen wurden nicht gespeichert.");
     // A read-only file is refused before anything is written.
     QTest::newRow("immutable-file") << "immutable-file" << false << QStringLiteral("\"%1\" ist schreibgeschützt.");
-    QTest::newRow("locked-by-another-program")
-            << "locked" << true << QStringLiteral("Die Datei „%1“ ist von einem anderen Programm gesperrt. Die Änderungen wurden nicht gespeichert.");
     QTest::newRow("below-a-file") << "below-a-file" << false << QStringLiteral("Das Verzeichnis für „%1“ existiert nicht.");
     QTest::newRow("proc-file-system") << "proc" << true << notWritten;
 }
@@ -437,14 +383,10 @@ void tst_LibraryFile::saveFails()
 
     QString target = existing;
     std::unique_ptr<ImmutableFlag> immutable;
-    std::unique_ptr<WriteLock> lock;
     if (where == QLatin1String("immutable-file")) {
         immutable = std::make_unique<ImmutableFlag>(existing);
         if (!immutable->set)
             QSKIP("the immutable attribute cannot be set here");
-    } else if (where == QLatin1String("locked")) {
-        lock = std::make_unique<WriteLock>(existing);
-        QVERIFY(lock->locked);
     } else {
         target = where == QLatin1String("proc") ? QStringLiteral("/proc/kvblocklibrary-test.bli") : existing + QStringLiteral("/lib.bli");
     }
@@ -462,7 +404,6 @@ void tst_LibraryFile::saveFails()
     QVERIFY(library->modified());
     QCOMPARE(library->filePath(), existing);
     QCOMPARE(modified.count(), committed ? 2 : 0);
-    lock.reset();
     immutable.reset();
     QVERIFY(fileContents(existing) == before);
     QVERIFY(target == existing || !QFileInfo::exists(target));
