@@ -40,10 +40,7 @@ std::unique_ptr<Block> richBlock()
     definition->setAccessLevelRead(1);
     definition->setAccessLevelWrite(2);
     definition->setMaxUsedSystemBlock(19);
-    BlockPin *pin = definition->createPin(1);
-    pin->setFunction(eBlockPinFunctionInput);
-    pin->setSimpleType(4);
-    pin->setShortName(QStringLiteral("IN"));
+    definition->createPin(1)->setShortName(QStringLiteral("IN"));
     definition->setCodeText(codeStream(0, "normal"));
     definition->setCodeTextForCompareCrc("compare");
     definition->setSmallListImage(QStringLiteral("png"), "small");
@@ -75,7 +72,6 @@ void tst_Crc::canonicalText_data()
 {
     QTest::addColumn<Streams>("streams"); // written in this order
     QTest::addColumn<QByteArray>("expected");
-
     QTest::newRow("one-stream") << Streams{{"S", QByteArray("\x01\xAB")}}
                                 << QByteArray("<stream name=\"S\">\n<data>01ab</data>\n</stream>\n");
     QTest::newRow("second-write-wins") << Streams{{"S", "first"}, {"S", "second"}} << streamText("S", "second");
@@ -99,7 +95,6 @@ void tst_Crc::canonicalText_data()
 void tst_Crc::canonicalText()
 {
     QFETCH(Streams, streams);
-
     CrcFileStorageView view(nullptr);
     StorageTreeText::write(&view, streams);
     // Removing is ignored.
@@ -124,40 +119,31 @@ void tst_Crc::compareValue_data()
 {
     QTest::addColumn<Change>("change");
     QTest::addColumn<QByteArray>("expected"); // "same" or "other" than before, or the value
-
     const auto row = [](const char *name, const QByteArray &expected, Change change) { QTest::newRow(name) << change << expected; };
+    using D = BlockDefinition *;
     // Images, the normal code text and a highest system block used beyond 19 do not count,
     // nor the images, levels and description of local blocks.
-    row("unchanged", "003bfe2dce", [](BlockDefinition *, BlockDefinition *) {});
-    row("normal-code-and-images", "same", [](BlockDefinition *d, BlockDefinition *) {
-        d->setCodeText(codeStream(0, "other"));
-        d->setLargeListImage(QStringLiteral("bmp"), "large");
-    });
-    row("max-used-system-block-19-to-23", "same", [](BlockDefinition *d, BlockDefinition *) { d->setMaxUsedSystemBlock(23); });
-    row("local-block-image", "same", [](BlockDefinition *, BlockDefinition *l) { l->setSmallListImage(QStringLiteral("png"), "local"); });
-    row("local-block-levels-and-description", "same", [](BlockDefinition *, BlockDefinition *l) {
-        l->setDescriptionText("local");
-        l->setAccessLevelRead(4);
-    });
+    row("unchanged", "00f8a41b79", [](D, D) {});
+    row("normal-code-and-images", "same", [](D d, D) { d->setCodeText("other"); d->setLargeListImage(QStringLiteral("bmp"), "l"); });
+    row("max-used-system-block-19-to-23", "same", [](D d, D) { d->setMaxUsedSystemBlock(23); });
+    row("local-block-image", "same", [](D, D l) { l->setSmallListImage(QStringLiteral("png"), "local"); });
+    row("local-block-levels-and-description", "same", [](D, D l) { l->setDescriptionText("local"); l->setAccessLevelRead(4); });
     // The value is "00" and eight hexadecimal digits, leading zeros kept.
-    row("description-leading-zeros", "0000168599", [](BlockDefinition *d, BlockDefinition *) { d->setDescriptionText("d247"); });
-    row("compare-code-text", "other", [](BlockDefinition *d, BlockDefinition *) { d->setCodeTextForCompareCrc("changed"); });
-    row("access-level-read", "other", [](BlockDefinition *d, BlockDefinition *) { d->setAccessLevelRead(3); });
-    row("max-used-system-block-0", "other", [](BlockDefinition *d, BlockDefinition *) { d->setMaxUsedSystemBlock(0); });
-    row("pin-added", "other", [](BlockDefinition *d, BlockDefinition *) { d->createPin(2)->setFunction(eBlockPinFunctionOutput); });
-    row("skin-order", "other", [](BlockDefinition *d, BlockDefinition *) { d->defaultSkin()->setInputPinOrder({1}); });
-    row("local-block-added", "other", [](BlockDefinition *d, BlockDefinition *) {
-        d->localBlockLibrary()->insertBlock(Block::createBlock(QStringLiteral("StandardBlock_9")));
-    });
-    row("local-block-compare-code", "other", [](BlockDefinition *, BlockDefinition *l) { l->setCodeTextForCompareCrc("local changed"); });
-    row("local-block-short-name", "other", [](BlockDefinition *, BlockDefinition *l) { l->block()->setShortName(QStringLiteral("changed")); });
+    row("description-leading-zeros", "0000aac297", [](D d, D) { d->setDescriptionText("d141"); });
+    row("compare-code-text", "other", [](D d, D) { d->setCodeTextForCompareCrc("changed"); });
+    row("access-level-read", "other", [](D d, D) { d->setAccessLevelRead(3); });
+    row("max-used-system-block-0", "other", [](D d, D) { d->setMaxUsedSystemBlock(0); });
+    row("pin-added", "other", [](D d, D) { d->createPin(2)->setFunction(eBlockPinFunctionOutput); });
+    row("skin-order", "other", [](D d, D) { d->defaultSkin()->setInputPinOrder({1}); });
+    row("local-block-added", "other", [](D d, D) { d->localBlockLibrary()->insertBlock(Block::createBlock(QStringLiteral("StandardBlock_9"))); });
+    row("local-block-compare-code", "other", [](D, D l) { l->setCodeTextForCompareCrc("local changed"); });
+    row("local-block-short-name", "other", [](D, D l) { l->block()->setShortName(QStringLiteral("changed")); });
 }
 
 void tst_Crc::compareValue()
 {
     QFETCH(Change, change);
     QFETCH(QByteArray, expected);
-
     std::unique_ptr<Block> block = richBlock();
     BlockDefinition *definition = block->blockDefinition(0);
     BlockLibrary *local = definition->localBlockLibrary();
@@ -176,7 +162,6 @@ void tst_Crc::codeObjectProvidesCompareText()
     BlockDefinition *definition = block->blockDefinition(0);
     definition->setCodeTextForCompareCrc("edited");
     const QByteArray expected = definition->compareCrc32Value();
-
     // An open editor is asked for the comparison text, and never told to save.
     definition->setCodeTextForCompareCrc("stale");
     CodeStandIn code(definition, QByteArray(), "edited");

@@ -46,23 +46,20 @@ struct Placement
 {
     Placement(const QString &identifier, Home home)
     {
-        std::unique_ptr<Block> made(Block::createBlock(identifier == QLatin1String("user") ? UserId : identifier));
-        block = made.get();
-        if (home == Home::Alone) {
-            alone = std::move(made);
-        } else if (home == Home::WritableLibrary || home == Home::ReadOnlyLibrary) {
-            container = std::make_unique<TestContainer>();
-            container->setReadOnly(home == Home::ReadOnlyLibrary);
-            container->library()->insertBlock(made.release());
-        } else {
+        block = Block::createBlock(identifier == QLatin1String("user") ? UserId : identifier);
+        container.setReadOnly(home == Home::ReadOnlyLibrary);
+        if (home == Home::Alone)
+            alone.reset(block);
+        else if (home == Home::WritableLibrary || home == Home::ReadOnlyLibrary)
+            container.library()->insertBlock(block);
+        else
             outer.reset(home == Home::LocalOfUser ? Block::createUserBlock() : Block::createBlock(QStringLiteral("StandardBlock_5")));
-            outer->createDefinition()->localBlockLibrary()->insertBlock(made.release());
-        }
+        if (outer)
+            outer->createDefinition()->localBlockLibrary()->insertBlock(block);
     }
-
-    Block *block = nullptr;
+    Block *block;
     std::unique_ptr<Block> alone, outer;
-    std::unique_ptr<TestContainer> container;
+    TestContainer container;
 };
 
 using Edit = std::function<void(BlockDefinition *)>;
@@ -78,7 +75,6 @@ class tst_Definition : public QObject
 
 private slots:
     void cleanup() { System::instance()->setCurrentAccessLevel(7); }
-
     void emissions_data();
     void emissions();
     void pinListsByFunction();
@@ -97,7 +93,6 @@ void tst_Definition::emissions_data()
     QTest::addColumn<int>("changed");
     QTest::addColumn<int>("pinsModified");
     QTest::addColumn<int>("redraw");
-
     auto row = [](const char *name, Edit edit, int changed, int pins, int redraw) {
         QTest::newRow(name) << edit << changed << pins << redraw;
     };
@@ -124,7 +119,6 @@ void tst_Definition::emissions_data()
 void tst_Definition::emissions()
 {
     QFETCH(Edit, edit);
-
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition();
     QSignalSpy changedSpy(definition, &BlockDefinition::changed);
@@ -174,7 +168,6 @@ void tst_Definition::predicates_data()
     QTest::addColumn<uint>("current");
     QTest::addColumn<QString>("expected"); // visible, writable, step in, allow delete: 1 or 0 each
     QTest::addColumn<QString>("icon");     // the default small image's kind; empty: none
-
     auto row = [](const char *tag, const char *identifier, Home home, uint read, uint write, uint current, const char *expected) {
         const bool local = home == Home::LocalOfUser || home == Home::LocalOfStandard;
         const char *icon = local ? "Local" : identifier == QByteArray("user") ? "User" : "";
@@ -211,7 +204,6 @@ void tst_Definition::predicates()
     QFETCH(uint, writeLevel);
     QFETCH(uint, current);
     QFETCH(QString, icon);
-
     Placement placement(identifier, home);
     BlockDefinition *definition = placement.block->createDefinition();
     definition->setAccessLevelRead(readLevel);
@@ -223,7 +215,6 @@ void tst_Definition::predicates()
     QTEST(bits, "expected");
     // The local blocks of a version may be edited exactly when the version may.
     QCOMPARE(definition->localBlockLibrary()->readOnly(), !definition->isWritable());
-
     QFile file(QStringLiteral(":/Resources/Default%1BlockIconSmall.png").arg(icon));
     QCOMPARE(file.open(QIODevice::ReadOnly), !icon.isEmpty());
     QCOMPARE(definition->smallListImage(), icon.isEmpty() ? QByteArray() : file.readAll());
@@ -241,7 +232,6 @@ void tst_Definition::toolTipText_data()
     QTest::addColumn<bool>("inLibrary");
     QTest::addColumn<uint>("current");
     QTest::addColumn<QString>("expected");
-
     const QString library = "<br><br>" + UserId + "<br>Bibliotheks-ID:  {lib}<br>Bibliotheksname: Antriebe";
     auto row = [](const char *tag, uint version, const QByteArray &zero, const QByteArray &own, bool inLibrary,
                   uint current, const QString &expected, const char *name = "Regler") {
@@ -263,12 +253,11 @@ void tst_Definition::toolTipText()
     QFETCH(QByteArray, ownDescription);
     QFETCH(bool, inLibrary);
     QFETCH(uint, current);
-
     Placement placement(QStringLiteral("user"), inLibrary ? Home::WritableLibrary : Home::Alone);
     placement.block->setName(Text(1, name));
     if (inLibrary) {
-        placement.container->setIdentifier(QStringLiteral("{lib}"));
-        placement.container->setName(Text(1, QStringLiteral("Antriebe")));
+        placement.container.setIdentifier(QStringLiteral("{lib}"));
+        placement.container.setName(Text(1, QStringLiteral("Antriebe")));
     }
     if (version != 0 && zeroDescription != "-")
         placement.block->createDefinition(0)->setDescriptionText(zeroDescription);
@@ -285,7 +274,6 @@ void tst_Definition::cloneFrom_data()
     QTest::addColumn<bool>("fallback"); // the copy is a fallback block's version
     QTest::addColumn<uint>("read");
     QTest::addColumn<uint>("write");
-
     QTest::newRow("user-keeps-own-levels") << "user" << true << false << 1u << 2u;
     QTest::newRow("template-takes-target-levels") << "TemplateBlock_4" << true << false << 3u << 4u;
     QTest::newRow("template-without-template-info") << "TemplateBlock_4" << false << false << 1u << 2u;
@@ -297,7 +285,6 @@ void tst_Definition::cloneFrom()
     QFETCH(QString, identifier);
     QFETCH(bool, templateInfo);
     QFETCH(bool, fallback);
-
     Placement placement(identifier, Home::Alone);
     BlockDefinition *source = placement.block->createDefinition(0);
     if (templateInfo) {
@@ -330,7 +317,6 @@ void tst_Definition::cloneFrom()
     // The text under edit is stored before the copy is taken.
     CodeStandIn code(source, codeStream(4, "under edit"));
     CodeEditorAccess::setCode(source, &code);
-
     std::unique_ptr<Block> targetBlock(Block::createUserBlock());
     if (fallback)
         targetBlock->setFallbackBlock();
@@ -348,7 +334,6 @@ void tst_Definition::cloneFrom()
     // the comparison text, the editor and the instances.
     QVERIFY(!target->isGlobalTemplate() && !target->isExclusiveTemplate() && !target->showModified() && !target->code());
     QVERIFY(target->codeTextForCompareCrc().isEmpty() && target->instanceCount() == 0 && target->maxUsedSystemBlock() == 0);
-
     // A local block is copied under a new identifier unless the version is a fallback's.
     const QString copyId = fallback ? UserId : target->localSubstitutionForBlock(UserId);
     QCOMPARE(target->localBlockLibrary()->blockIdentifiers(), QList<QString>{copyId});
@@ -392,7 +377,6 @@ void tst_Definition::weakEditorsClearAndDestruction()
     QCOMPARE(definition->editSubWindow(), window);
     delete window;
     QVERIFY(!definition->editSubWindow());
-
     definition->setAccessLevelRead(3);
     definition->setDescriptionText("kept");
     definition->setCodeText(codeStream(2, "kept"));
@@ -419,7 +403,6 @@ void tst_Definition::weakEditorsClearAndDestruction()
     QCOMPARE(StoredForm::of(definition), expected);
     QCOMPARE(definition->instantiationData(), data);
     QCOMPARE(definition->instanceCount(), 1u);
-
     // The destructor deletes what a version owns.
     pin = definition->createPin(-1);
     definition->attachParameterGeneralDefinition(1, new CountedParameter(&deleted));

@@ -103,7 +103,6 @@ private slots:
     void initTestCase();
     void init();
     void cleanup();
-
     void roundTripOfEveryKindOfBlock();
     void lineBreaksInTexts_data();
     void lineBreaksInTexts();
@@ -121,7 +120,6 @@ private:
         addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
         return library->save(file) ? std::move(library) : nullptr;
     }
-
     QTemporaryDir m_settingsDir;
     QWidget m_mainWindow; // the parent of every dialog; never shown
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -161,7 +159,6 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
                             Block::createUserBlock(), 2, 9);
     addBlock(outer->blockDefinition(0)->localBlockLibrary(), Block::createUserBlock(), 2, 10);
     addBlock(user->blockDefinition(1)->localBlockLibrary(), Block::createUserBlock(), 1, 11);
-
     const QString first = path(QStringLiteral("lib.bli"));
     QSignalSpy saved(&original, &BlockLibraryContainer::modifiedChanged);
     QVERIFY(original.save(first));
@@ -171,7 +168,6 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QCOMPARE(saved.at(0).at(0).toBool(), false);
     const QStringList savedTree = editFile(first);
     QVERIFY(savedTree.size() > 100);
-
     BlockLibraryFile loaded;
     QSignalSpy loadedSpy(&loaded, &BlockLibraryContainer::modifiedChanged);
     QVERIFY(loaded.load(first));
@@ -183,7 +179,6 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     const QString second = path(QStringLiteral("again.bli"));
     QVERIFY(loaded.save(second));
     QCOMPARE(editFile(second), savedTree);
-
     // Saved over itself after removals, the file holds exactly what a save into a new file holds.
     delete loaded.library()->removeBlock(QStringLiteral("SystemBlock_12"));
     loaded.library()->block(QStringLiteral("ToolBlock_4"))->deleteDefinition(1);
@@ -193,7 +188,6 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QVERIFY(loaded.save(path(QStringLiteral("fresh.bli"))));
     QCOMPARE(editFile(second), editFile(path(QStringLiteral("fresh.bli"))));
     QVERIFY(!editFile(second).contains(QStringLiteral("storage Blocks/ToolBlock_4/V1")));
-
     // A library file whose stored type makes it fixed: saving it succeeds and writes nothing.
     QVERIFY(!editFile(second, [](FileStorageView *root) {
         QByteArray info = root->readStream(QStringLiteral("Info.ini"));
@@ -206,7 +200,6 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QSignalSpy fixedModified(&fixedLibrary, &BlockLibraryContainer::modifiedChanged);
     QVERIFY(fixedLibrary.save(second) && fixedModified.isEmpty());
     QVERIFY(fileContents(second) == fixed);
-
     // A file that cannot be opened changes nothing; one that opens replaces the contents.
     const QString missing = path(QStringLiteral("missing.bli"));
     QVERIFY(!loaded.load(missing));
@@ -228,7 +221,6 @@ void tst_LibraryFile::lineBreaksInTexts_data()
     QTest::addColumn<TextAccess>("text");
     QTest::addColumn<QString>("value");
     QTest::addColumn<QString>("expected");
-
     auto row = [](const char *tag, const char *value, const char *expected, TextAccess access) {
         QTest::newRow(tag) << access << QString::fromLatin1(value) << QString::fromLatin1(expected);
     };
@@ -253,14 +245,12 @@ void tst_LibraryFile::lineBreaksInTexts()
 {
     QFETCH(TextAccess, text);
     QFETCH(QString, value);
-
     BlockLibraryFile original;
     Block *block = addBlock(original.library(), Block::createUserBlock(), 1, 1);
     block->blockDefinition(0)->attachParameterGeneralDefinition(1, new SimpleParameterDefinition);
     text(block, &value);
     const QByteArray compareValue = block->blockDefinition(0)->compareCrc32Value();
     QVERIFY(original.save(path(QStringLiteral("breaks.bli"))));
-
     BlockLibraryFile loaded;
     QVERIFY(loaded.load(path(QStringLiteral("breaks.bli"))));
     Block *reloaded = loaded.library()->block(block->identifier());
@@ -280,7 +270,6 @@ void tst_LibraryFile::askingToSave_data()
     QTest::addColumn<int>("fileDialog"); // -1: none comes, 0: it is cancelled, 1: a file is chosen
     QTest::addColumn<bool>("result");
     QTest::addColumn<bool>("saves");
-
     auto row = [](const char *tag, const char *how, uint setting, bool hasFile, bool modified, int reply, int fileDialog,
                   bool result, bool saves) {
         QTest::newRow(tag) << QString::fromLatin1(how) << setting << hasFile << modified << reply << fileDialog << result << saves;
@@ -308,7 +297,6 @@ void tst_LibraryFile::askingToSave()
     QFETCH(int, reply);
     QFETCH(int, fileDialog);
     QFETCH(bool, saves);
-
     AppSettings::instance()->setSetting(AppSettings::SaveModifiedLibraries, setting);
     const QString file = path(QStringLiteral("Antrieb.bli"));
     std::unique_ptr<BlockLibraryFile> library = hasFile ? savedLibrary(file) : std::make_unique<BlockLibraryFile>();
@@ -316,7 +304,6 @@ void tst_LibraryFile::askingToSave()
     if (modified)
         addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
     QSignalSpy modifiedSpy(library.get(), &BlockLibraryContainer::modifiedChanged);
-
     // An answerer for a question that must not come presses Abort, which saves nothing. A
     // file name without a directory lands in the dialog's start directory.
     auto answerer = DialogAnswerer::press(QDialogButtonBox::StandardButton(reply == None ? int(Abort) : reply));
@@ -362,7 +349,6 @@ void tst_LibraryFile::saveFails_data()
     QTest::addColumn<QString>("where");
     QTest::addColumn<bool>("committed"); // the library's own save ran and the commit failed
     QTest::addColumn<QString>("error");  // %1: the path, *: the system's own words for the cause
-
     const QString notWritten = QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden (*). Die Änderungen wurden nicht gespeichert.");
     // A read-only file is refused before anything is written.
     QTest::newRow("immutable-file") << "immutable-file" << false << QStringLiteral("\"%1\" ist schreibgeschützt.");
@@ -375,12 +361,10 @@ void tst_LibraryFile::saveFails()
     QFETCH(QString, where);
     QFETCH(bool, committed);
     QFETCH(QString, error);
-
     const QString existing = path(QStringLiteral("lib.bli"));
     std::unique_ptr<BlockLibraryFile> library = savedLibrary(existing);
     const QByteArray before = fileContents(existing);
     addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
-
     QString target = existing;
     std::unique_ptr<ImmutableFlag> immutable;
     if (where == QLatin1String("immutable-file")) {
@@ -390,7 +374,6 @@ void tst_LibraryFile::saveFails()
     } else {
         target = where == QLatin1String("proc") ? QStringLiteral("/proc/kvblocklibrary-test.bli") : existing + QStringLiteral("/lib.bli");
     }
-
     QSignalSpy modified(library.get(), &BlockLibraryContainer::modifiedChanged);
     auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
     QVERIFY(!library->save(target));
@@ -399,7 +382,6 @@ void tst_LibraryFile::saveFails()
     QVERIFY2(library->errorString().startsWith(parts.first()) && library->errorString().endsWith(parts.last())
                      && (parts.size() == 2 || library->errorString() == parts.first()),
              qPrintable(library->errorString()));
-
     // Nothing is lost: the library still counts as changed, keeps its path, and the file is as it was.
     QVERIFY(library->modified());
     QCOMPARE(library->filePath(), existing);

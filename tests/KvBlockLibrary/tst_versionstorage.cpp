@@ -99,7 +99,6 @@ void tst_VersionStorage::loadInfo_data()
     QTest::addColumn<QByteArray>("infoStream"); // null: no "Info.ini"
     QTest::addColumn<bool>("result");
     QTest::addColumn<QByteArray>("settings");
-
     // Before loading: "r5 w1 m9 t4 GE l7/7 ", as settings() writes it.
     auto row = [](const char *tag, const char *identifier, const QByteArray &stream, bool result, const QByteArray &settings) {
         QTest::newRow(tag) << QString::fromLatin1(identifier) << stream << result << settings;
@@ -121,7 +120,6 @@ void tst_VersionStorage::loadInfo_data()
     row("tasks-tool-5", "ToolBlock_2", info("Tasks=5\r\n"), true, "r5 w6 m9 t1 GE l7/7 ");
     row("tasks-magic-3", "MagicBlock_3", info("Tasks=3\r\n"), true, "r5 w6 m9 t3 GE l7/7 ");
     row("tasks-user-3", "{6f1c1e58-3c1b-4a7e-9d3c-1b2a3c4d5e6f}", info("Tasks=3\r\n"), true, "r5 w6 m9 t1 GE l7/7 ");
-
     // A version made from a template carries a second type line before its "[Template]".
     const char *templ = "TemplateBlock_1";
     const QByteArray both = VersionHeader + TemplateHeader + "\r\n[Info]\r\nLevelVisible=1\r\n\r\n[Template]\r\n";
@@ -145,7 +143,6 @@ void tst_VersionStorage::loadInfo()
 {
     QFETCH(QString, identifier);
     QFETCH(QByteArray, infoStream);
-
     // A version with something in every entry, saved and then given another "Info.ini".
     Version source(identifier);
     source.definition->createPin(1)->setFunction(eBlockPinFunctionOutput);
@@ -163,7 +160,6 @@ void tst_VersionStorage::loadInfo()
         storage.root()->removeStream(QStringLiteral("Info.ini"));
     else
         storage.root()->writeStream(QStringLiteral("Info.ini"), infoStream);
-
     Version loaded(identifier), expected(identifier);
     loaded.definition->setAccessLevelRead(5);
     loaded.definition->setAccessLevelWrite(1);
@@ -175,7 +171,6 @@ void tst_VersionStorage::loadInfo()
     loaded.definition->setTemplateTargetAccessLevelWrite(7);
     QTEST(loaded.definition->load(storage.root()), "result");
     QTEST(settings(loaded.definition), "settings");
-
     // The contents are read from a version's own kind of stream only, local blocks always.
     const bool contents = infoStream.startsWith(VersionHeader);
     if (!infoStream.isNull()) {
@@ -186,7 +181,6 @@ void tst_VersionStorage::loadInfo()
              withoutOwnInfo(StoredForm::of(contents ? source.definition : expected.definition)));
     QCOMPARE(loaded.definition->wizardDefinition(), contents ? QByteArray("wizard") : QByteArray());
     QCOMPARE(loaded.definition->instantiationData()->ksbBinaries(1), contents ? QList<unsigned int>{1} : QList<unsigned int>());
-
     // Saved over the storage, the version writes what it writes into an empty one, "Info.ini"
     // whole, and leaves every other entry there, such as the stream of a deleted pin.
     loaded.definition->deletePin(1);
@@ -239,7 +233,6 @@ void tst_VersionStorage::loadStreams_data()
     QTest::addColumn<Streams>("streams");
     QTest::addColumn<QByteArray>("aspect");
     QTest::addColumn<QByteArray>("expected");
-
     auto row = [](const char *tag, const Streams &streams, const QByteArray &aspect, const QByteArray &expected) {
         QTest::newRow(tag) << streams << aspect << expected;
     };
@@ -257,7 +250,6 @@ void tst_VersionStorage::loadStreams_data()
     row("image-two-suffixes-ignored", {{"Images/IconSmall.x.png", "s"}}, "images", ": :");
     row("image-base-name-case", {{"Images/iconsmall.png", "s"}, {"Images/ICONLARGE.png", "l"}}, "images", ": :");
     row("image-other-base-name", {{"Images/Icon.png", "s"}, {"Images/IconSmall2.png", "s"}}, "images", ": :");
-
     const QByteArray input = pinStream(1, "IN");
     const QByteArray skin = ";type=\"blockskin\" version=\"0\"\r\n\r\n[Skin]\r\nInputPinOrder=2\r\n";
     const QByteArray pin2 = "-1:enable/1 2:IN/1 ";
@@ -271,7 +263,6 @@ void tst_VersionStorage::loadStreams_data()
     row("pin-skin-header", {{"Interface/Pin_2.ini", skin}}, "pins", none);
     row("skin", {{"Interface/Pin_2.ini", input}, {"Interface/DefaultSkin", skin}}, "pins", pin2 + "order 2");
     row("skin-pin-header", {{"Interface/Pin_2.ini", input}, {"Interface/DefaultSkin", input}}, "pins", pin2);
-
     // Binaries are read per number and family, values in the listed order and per family.
     const QByteArray valueHeader(";type=\"parametervalue\" version=\"0\"\r\n\r\n");
     row("instantiation-data",
@@ -289,7 +280,6 @@ void tst_VersionStorage::loadStreams()
 {
     QFETCH(Streams, streams);
     QFETCH(QByteArray, aspect);
-
     ScratchStorage storage;
     storage.root()->writeStream(QStringLiteral("Info.ini"), info(QByteArray()));
     StorageTreeText::write(storage.root(), streams);
@@ -306,7 +296,6 @@ void tst_VersionStorage::savedStreams()
     QCOMPARE(StoredForm::of(version.definition).filter(QRegularExpression(QStringLiteral("^(?!.*(Info.ini|DefaultSkin))"))),
              QStringList({"storage Blocks", "storage Images", "storage Interface", "storage Parameter", "stream Blocks/Content.txt 0 ",
                           "stream Code.txt 0 "}));
-
     // Everything is written raw, pins and skin in Latin-1; an open code editor stores the
     // text under edit first. The enable pin is never written.
     version.definition->setCodeText(codeStream(0, "old"));
@@ -350,14 +339,6 @@ void tst_VersionStorage::savedStreams()
     Version loaded;
     QVERIFY(loaded.definition->load(storage.root()));
     QCOMPARE(StoredForm::of(loaded.definition), StorageTreeText::lines(storage.root()));
-
-    // When two streams qualify for one image, the one listed last wins.
-    images->writeStream(QStringLiteral("IconSmall.bmp"), "bmp");
-    const bool bmpLast = images->streamNames().indexOf(QStringLiteral("IconSmall.bmp"))
-            > images->streamNames().indexOf(QStringLiteral("IconSmall.png"));
-    Version again;
-    QVERIFY(again.definition->load(storage.root()));
-    QCOMPARE(again.definition->smallListImage(), bmpLast ? QByteArray("bmp") : png);
 }
 
 QTEST_MAIN(tst_VersionStorage)
