@@ -178,6 +178,7 @@ void tst_Definition::predicates_data()
     row("user-read-above", "user", Home::Alone, 4, 0, 3, "0101");
     row("user-write-above", "user", Home::Alone, 0, 4, 3, "1010");
     row("user-read-only-library", "user", Home::ReadOnlyLibrary, 0, 0, 7, "1011");
+    row("user-read-only-library-write-above", "user", Home::ReadOnlyLibrary, 0, 5, 4, "1010");
     row("standard-writable-library", standard, Home::WritableLibrary, 0, 0, 7, "1010");
     row("standard-read-above", standard, Home::Alone, 5, 0, 4, "0000");
     row("standard-199999", "StandardBlock_199999", Home::Alone, 0, 0, 7, "1010");
@@ -187,8 +188,10 @@ void tst_Definition::predicates_data()
     row("magic-level-5", "MagicBlock_2", Home::Alone, 0, 0, 5, "1010");
     row("magic-read-above", "MagicBlock_2", Home::Alone, 7, 0, 5, "0010");
     row("root-read-above", "RootBlock", Home::Alone, 6, 0, 3, "0110");
+    row("root-write-above", "RootBlock", Home::Alone, 0, 5, 3, "1010");
     row("root-read-only-library", "RootBlock", Home::ReadOnlyLibrary, 0, 0, 7, "1010");
     row("local-of-user", "user", Home::LocalOfUser, 0, 0, 7, "1110");
+    row("local-of-user-write-above", "user", Home::LocalOfUser, 0, 6, 5, "1010");
     row("local-of-standard", "user", Home::LocalOfStandard, 0, 0, 7, "1010");
     row("local-read-above", "user", Home::LocalOfUser, 6, 0, 5, "0100");
     // Standard blocks 200000 to 299999 hold parameter definitions and have an icon of their own.
@@ -239,6 +242,7 @@ void tst_Definition::toolTipText_data()
     };
     row("own-description", 0, "", "D", false, 7, "Regler (0)<br>D<br>");
     row("zero-and-own", 2, "A", "B", false, 7, "Regler (2)<br>A<hr>B<br>");
+    row("zero-empty", 2, "", "B", false, 7, "Regler (2)<br>B<br>");
     row("no-version-zero", 2, "-", "B", false, 7, "Regler (2)<br>B<br>");
     row("library-with-description", 1, "A", "B", true, 7, "Regler (1)<br>A<hr>B<br>" + library);
     row("library-level-4", 0, "", "", true, 4, "Regler (0)");
