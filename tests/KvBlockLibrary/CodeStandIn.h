@@ -11,32 +11,20 @@ inline QByteArray codeStream(unsigned int version, const QByteArray &body)
     return ";type=\"code\" version=\"" + QByteArray::number(version) + "\"\r\n" + body;
 }
 
-class CodeStandIn : public BlockCode
+// save() stores a non-empty editedText, as the editor stores the text under edit; the
+// comparison update stores a non-null compareText.
+struct CodeStandIn : BlockCode
 {
-public:
-    // save() writes editedText into the definition when it is not empty, as the editor stores
-    // the text under edit; the comparison update sets compareText when it is not null.
-    explicit CodeStandIn(BlockDefinition *definition = nullptr, const QByteArray &editedText = QByteArray(),
-                         const QByteArray &compareText = QByteArray())
-        : definition(definition), editedText(editedText), compareText(compareText)
-    {
-    }
-    void save() override
-    {
-        ++saves;
-        if (definition && !editedText.isEmpty())
-            definition->setCodeText(editedText);
-    }
+    explicit CodeStandIn(BlockDefinition *definition = nullptr, const QByteArray &editedText = {}, const QByteArray &compareText = {})
+        : definition(definition), editedText(editedText), compareText(compareText) {}
+    void save() override { ++saves; if (definition && !editedText.isEmpty()) definition->setCodeText(editedText); }
     void updateDefinitionCodeTextForCompareCrc() override
     {
         ++updates;
         if (definition && !compareText.isNull())
             definition->setCodeTextForCompareCrc(compareText);
     }
-
     BlockDefinition *const definition;
-    const QByteArray editedText;
-    const QByteArray compareText;
-    int saves = 0;
-    int updates = 0;
+    const QByteArray editedText, compareText;
+    int saves = 0, updates = 0;
 };

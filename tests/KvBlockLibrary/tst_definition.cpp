@@ -14,6 +14,7 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QPointer>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QUuid>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -25,57 +26,40 @@ namespace {
 
 const QString UserId = QStringLiteral("{11111111-2222-3333-4444-555555555555}");
 
-// A container whose read-only flag the test sets; the base class leaves only this open.
-class TestContainer : public BlockLibraryContainer
+struct TestContainer : BlockLibraryContainer
 {
-public:
     bool isLocalContainer() const override { return false; }
 };
 
-// A parameter definition that counts its own destruction.
-class CountedParameter : public SimpleParameterDefinition
+struct CountedParameter : SimpleParameterDefinition
 {
-public:
-    explicit CountedParameter(int *deleted) : m_deleted(deleted) {}
-    ~CountedParameter() override { ++*m_deleted; }
-
-private:
-    int *m_deleted;
+    explicit CountedParameter(int *deleted) : deleted(deleted) {}
+    ~CountedParameter() override { ++*deleted; }
+    int *deleted;
 };
 
 // Where a block under test lives; its kind of home decides the writability rules.
-enum class Home {
-    Alone,           // no library
-    WritableLibrary, // a container that may be edited
-    ReadOnlyLibrary, // a container set read-only
-    LocalOfUser,     // the local library of a user block's version (writable)
-    LocalOfStandard, // the local library of a standard block's version (never writable)
-};
+enum class Home { Alone, WritableLibrary, ReadOnlyLibrary, LocalOfUser, LocalOfStandard };
 
-// Builds the block `identifier` ("user" for a fixed user identifier) in its home and keeps
-// everything alive.
+// Builds the block `identifier` ("user" for UserId) in its home and keeps everything alive.
 struct Placement
 {
     Placement(const QString &identifier, Home home)
     {
-        std::unique_ptr<Block> made(Block::createBlock(identifier == QLatin1String("user") ? UserId : identifier));
-        block = made.get();
-        if (home == Home::Alone) {
-            alone = std::move(made);
-        } else if (home == Home::WritableLibrary || home == Home::ReadOnlyLibrary) {
-            container = std::make_unique<TestContainer>();
-            container->setReadOnly(home == Home::ReadOnlyLibrary);
-            container->library()->insertBlock(made.release());
-        } else {
+        block = Block::createBlock(identifier == QLatin1String("user") ? UserId : identifier);
+        container.setReadOnly(home == Home::ReadOnlyLibrary);
+        if (home == Home::Alone)
+            alone.reset(block);
+        else if (home == Home::WritableLibrary || home == Home::ReadOnlyLibrary)
+            container.library()->insertBlock(block);
+        else
             outer.reset(home == Home::LocalOfUser ? Block::createUserBlock() : Block::createBlock(QStringLiteral("StandardBlock_5")));
-            outer->createDefinition()->localBlockLibrary()->insertBlock(made.release());
-        }
+        if (outer)
+            outer->createDefinition()->localBlockLibrary()->insertBlock(block);
     }
-
-    Block *block = nullptr;
-    std::unique_ptr<Block> alone;
-    std::unique_ptr<TestContainer> container;
-    std::unique_ptr<Block> outer;
+    Block *block;
+    std::unique_ptr<Block> alone, outer;
+    TestContainer container;
 };
 
 using Edit = std::function<void(BlockDefinition *)>;
@@ -91,7 +75,6 @@ class tst_Definition : public QObject
 
 private slots:
     void cleanup() { System::instance()->setCurrentAccessLevel(7); }
-
     void emissions_data();
     void emissions();
     void pinListsByFunction();
@@ -99,14 +82,9 @@ private slots:
     void predicates();
     void toolTipText_data();
     void toolTipText();
-    void editorObjectsAreWeak();
-    void cloneFromCopiesContent();
-    void cloneFromTemplateLevels_data();
-    void cloneFromTemplateLevels();
-    void cloneFromLocalBlocks_data();
-    void cloneFromLocalBlocks();
-    void clearKeepsFieldsAndInstances();
-    void destructorDeletesPinsAndParameters();
+    void cloneFrom_data();
+    void cloneFrom();
+    void weakEditorsClearAndDestruction();
 };
 
 void tst_Definition::emissions_data()
@@ -115,7 +93,6 @@ void tst_Definition::emissions_data()
     QTest::addColumn<int>("changed");
     QTest::addColumn<int>("pinsModified");
     QTest::addColumn<int>("redraw");
-
     auto row = [](const char *name, Edit edit, int changed, int pins, int redraw) {
         QTest::newRow(name) << edit << changed << pins << redraw;
     };
@@ -142,7 +119,6 @@ void tst_Definition::emissions_data()
 void tst_Definition::emissions()
 {
     QFETCH(Edit, edit);
-
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition();
     QSignalSpy changedSpy(definition, &BlockDefinition::changed);
@@ -160,8 +136,7 @@ void tst_Definition::emissions()
 void tst_Definition::pinListsByFunction()
 {
     // A new version has the enable pin only, in its skin too; a tool block's has none.
-    std::unique_ptr<Block> tool(Block::createBlock(QStringLiteral("ToolBlock_3")));
-    QVERIFY(tool->createDefinition()->pins().isEmpty());
+    QVERIFY(std::unique_ptr<Block>(Block::createBlock(QStringLiteral("ToolBlock_3")))->createDefinition()->pins().isEmpty());
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition(4);
     QCOMPARE(definition->defaultSkin()->pins(), QList<int>{-1});
@@ -178,8 +153,7 @@ void tst_Definition::pinListsByFunction()
     QCOMPARE(definition->outputPins(), (QList<int>{3, 7}));
     // Creating an existing pin gives null and keeps the pin; deleting deletes it.
     QPointer<BlockPin> existing = definition->pin(3);
-    QVERIFY(!definition->createPin(3));
-    QCOMPARE(definition->pin(3), existing.data());
+    QVERIFY(!definition->createPin(3) && definition->pin(3) == existing);
     definition->deletePin(3);
     QVERIFY(existing.isNull());
     QCOMPARE(definition->outputPins(), QList<int>{7});
@@ -193,13 +167,11 @@ void tst_Definition::predicates_data()
     QTest::addColumn<uint>("writeLevel");
     QTest::addColumn<uint>("current");
     QTest::addColumn<QString>("expected"); // visible, writable, step in, allow delete: 1 or 0 each
-    QTest::addColumn<QString>("icon");     // the default small image's resource; empty: none
-
+    QTest::addColumn<QString>("icon");     // the default small image's kind; empty: none
     auto row = [](const char *tag, const char *identifier, Home home, uint read, uint write, uint current, const char *expected) {
         const bool local = home == Home::LocalOfUser || home == Home::LocalOfStandard;
-        const QString icon = local ? QStringLiteral("Local") : identifier == QByteArray("user") ? QStringLiteral("User") : QString();
-        QTest::newRow(tag) << QString::fromLatin1(identifier) << home << read << write << current << QString::fromLatin1(expected)
-                           << (icon.isEmpty() ? icon : QStringLiteral(":/Resources/Default%1BlockIconSmall.png").arg(icon));
+        const char *icon = local ? "Local" : identifier == QByteArray("user") ? "User" : "";
+        QTest::newRow(tag) << QString::fromLatin1(identifier) << home << read << write << current << expected << icon;
     };
     const char *standard = "StandardBlock_17";
     row("user-levels-met", "user", Home::Alone, 3, 3, 3, "1111");
@@ -223,9 +195,8 @@ void tst_Definition::predicates_data()
     row("local-of-standard", "user", Home::LocalOfStandard, 0, 0, 7, "1010");
     row("local-read-above", "user", Home::LocalOfUser, 6, 0, 5, "0100");
     // Standard blocks 200000 to 299999 hold parameter definitions and have an icon of their own.
-    const QString parameterIcon = QStringLiteral(":/Resources/DefaultParameterDefinitionBlockIconSmall.png");
-    QTest::newRow("standard-200000") << "StandardBlock_200000" << Home::Alone << 0u << 0u << 7u << "1010" << parameterIcon;
-    QTest::newRow("standard-299999") << "StandardBlock_299999" << Home::Alone << 0u << 0u << 7u << "1010" << parameterIcon;
+    QTest::newRow("standard-200000") << "StandardBlock_200000" << Home::Alone << 0u << 0u << 7u << "1010" << "ParameterDefinition";
+    QTest::newRow("standard-299999") << "StandardBlock_299999" << Home::Alone << 0u << 0u << 7u << "1010" << "ParameterDefinition";
 }
 
 void tst_Definition::predicates()
@@ -236,21 +207,18 @@ void tst_Definition::predicates()
     QFETCH(uint, writeLevel);
     QFETCH(uint, current);
     QFETCH(QString, icon);
-
     Placement placement(identifier, home);
-    QVERIFY(placement.block);
     BlockDefinition *definition = placement.block->createDefinition();
     definition->setAccessLevelRead(readLevel);
     definition->setAccessLevelWrite(writeLevel);
     System::instance()->setCurrentAccessLevel(current);
-    auto bit = [](bool b) { return b ? QLatin1Char('1') : QLatin1Char('0'); };
-    QTEST(QString() + bit(definition->isVisible()) + bit(definition->isWritable()) + bit(definition->isStepInAllowed())
-                  + bit(definition->allowDelete()),
-          "expected");
+    QString bits;
+    for (bool b : {definition->isVisible(), definition->isWritable(), definition->isStepInAllowed(), definition->allowDelete()})
+        bits += QLatin1Char(b ? '1' : '0');
+    QTEST(bits, "expected");
     // The local blocks of a version may be edited exactly when the version may.
     QCOMPARE(definition->localBlockLibrary()->readOnly(), !definition->isWritable());
-
-    QFile file(icon);
+    QFile file(QStringLiteral(":/Resources/Default%1BlockIconSmall.png").arg(icon));
     QCOMPARE(file.open(QIODevice::ReadOnly), !icon.isEmpty());
     QCOMPARE(definition->smallListImage(), icon.isEmpty() ? QByteArray() : file.readAll());
     // A stored image always wins over the default.
@@ -267,20 +235,18 @@ void tst_Definition::toolTipText_data()
     QTest::addColumn<bool>("inLibrary");
     QTest::addColumn<uint>("current");
     QTest::addColumn<QString>("expected");
-
-    const QString library = QStringLiteral("<br><br>") + UserId + QStringLiteral("<br>Bibliotheks-ID:  {lib}<br>Bibliotheksname: Antriebe");
+    const QString library = "<br><br>" + UserId + "<br>Bibliotheks-ID:  {lib}<br>Bibliotheksname: Antriebe";
     auto row = [](const char *tag, uint version, const QByteArray &zero, const QByteArray &own, bool inLibrary,
-                  uint current, const QString &expected, const QString &name = QStringLiteral("Regler")) {
-        QTest::newRow(tag) << name << version << zero << own << inLibrary << current << expected;
+                  uint current, const QString &expected, const char *name = "Regler") {
+        QTest::newRow(tag) << QString::fromUtf8(name) << version << zero << own << inLibrary << current << expected;
     };
     row("own-description", 0, "", "D", false, 7, "Regler (0)<br>D<br>");
     row("zero-and-own", 2, "A", "B", false, 7, "Regler (2)<br>A<hr>B<br>");
     row("zero-empty", 2, "", "B", false, 7, "Regler (2)<br>B<br>");
     row("no-version-zero", 2, "-", "B", false, 7, "Regler (2)<br>B<br>");
-    row("umlaut-description", 0, "", "Gr\xc3\xb6\xc3\x9f" "e", false, 7, QStringLiteral("Regler (0)<br>Größe<br>"));
-    row("library-with-description", 1, "A", "B", true, 7, QStringLiteral("Regler (1)<br>A<hr>B<br>") + library);
+    row("library-with-description", 1, "A", "B", true, 7, "Regler (1)<br>A<hr>B<br>" + library);
     row("library-level-4", 0, "", "", true, 4, "Regler (0)");
-    row("placeholder-in-name", 3, "-", "", false, 7, "Rampe %1 %2 (3)", QStringLiteral("Rampe %1 %2"));
+    row("placeholder-in-name-umlaut-description", 3, "-", "Gr\xc3\xb6\xc3\x9f" "e", false, 7, "Rampe %1 %2 (3)<br>Größe<br>", "Rampe %1 %2");
 }
 
 void tst_Definition::toolTipText()
@@ -291,12 +257,11 @@ void tst_Definition::toolTipText()
     QFETCH(QByteArray, ownDescription);
     QFETCH(bool, inLibrary);
     QFETCH(uint, current);
-
     Placement placement(QStringLiteral("user"), inLibrary ? Home::WritableLibrary : Home::Alone);
     placement.block->setName(Text(1, name));
     if (inLibrary) {
-        placement.container->setIdentifier(QStringLiteral("{lib}"));
-        placement.container->setName(Text(1, QStringLiteral("Antriebe")));
+        placement.container.setIdentifier(QStringLiteral("{lib}"));
+        placement.container.setName(Text(1, QStringLiteral("Antriebe")));
     }
     if (version != 0 && zeroDescription != "-")
         placement.block->createDefinition(0)->setDescriptionText(zeroDescription);
@@ -306,108 +271,26 @@ void tst_Definition::toolTipText()
     QTEST(definition->toolTipText(), "expected");
 }
 
-void tst_Definition::editorObjectsAreWeak()
-{
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    BlockDefinition *definition = block->createDefinition();
-    auto *first = new CodeStandIn;
-    CodeStandIn second;
-    QSignalSpy changed(definition, &BlockDefinition::changed);
-
-    // A second code object is ignored while the first lives; only the attached one is heard.
-    CodeEditorAccess::setCode(definition, first);
-    CodeEditorAccess::setCode(definition, &second);
-    emit first->changed();
-    emit second.changed();
-    QCOMPARE(changed.count(), 1);
-    delete first;
-    QVERIFY(!definition->code());
-    CodeEditorAccess::setCode(definition, &second);
-    QCOMPARE(definition->code(), &second);
-    // clear() lets go of the code object.
-    definition->clear();
-    changed.clear();
-    emit second.changed();
-    QVERIFY(!definition->code() && changed.isEmpty());
-
-    auto *window = new LibraryBlockDefinitionSubWindow;
-    CodeEditorAccess::setEditSubWindow(definition, window);
-    QCOMPARE(definition->editSubWindow(), window);
-    delete window;
-    QVERIFY(!definition->editSubWindow());
-}
-
-void tst_Definition::cloneFromCopiesContent()
-{
-    std::unique_ptr<Block> sourceBlock(Block::createUserBlock());
-    BlockDefinition *source = sourceBlock->createDefinition(0);
-    source->setRuntimeMembership(eRuntimeMembership(3));
-    source->setSmallListImage(QStringLiteral("bmp"), "small");
-    source->setLargeListImage(QStringLiteral("png"), "large");
-    source->setAccessLevelRead(2);
-    source->setAccessLevelWrite(5);
-    source->setDescriptionText("<p>Quelle</p>");
-    source->setTemplateTargetAccessLevelWrite(7);
-    source->setMaxUsedSystemBlock(9);
-    source->setShowModified(true);
-    source->setCodeTextForCompareCrc("crc");
-    source->pin(-1)->setShortName(QStringLiteral("freigabe"));
-    source->createPin(1)->setName(Text(1, QStringLiteral("Sollwert")));
-    source->defaultSkin()->setInputPinOrder({1});
-    QObject user;
-    source->registerInstance(&user);
-    // The text under edit is stored before the copy is taken.
-    CodeStandIn code(source, codeStream(4, "under edit"));
-    CodeEditorAccess::setCode(source, &code);
-
-    std::unique_ptr<Block> targetBlock(Block::createUserBlock());
-    BlockDefinition *target = targetBlock->createDefinition(3);
-    target->createPin(7);
-    QSignalSpy changed(target, &BlockDefinition::changed);
-    QSignalSpy pinsModified(target, &BlockDefinition::pinsModified);
-    target->cloneFrom(source);
-    QCOMPARE(changed.count(), 1);
-    QCOMPARE(pinsModified.count(), 0);
-    QCOMPARE(code.saves, 1);
-    QCOMPARE(target->version(), 3u);
-    QCOMPARE(target->codeTextVersion(), 4u);
-    QCOMPARE(target->runtimeMembership(), eRuntimeMembership(3));
-    QCOMPARE(target->templateTargetAccessLevelWrite(), 7u);
-    // Left out of the copy: the highest system block used, the view state, the comparison
-    // text, the editor and the instances.
-    QCOMPARE(target->maxUsedSystemBlock(), 0u);
-    QVERIFY(!target->showModified() && !target->code() && target->codeTextForCompareCrc().isEmpty());
-    QCOMPARE(target->instanceCount(), 0u);
-    // Everything stored is copied: pins, skin, code, images, levels and description.
-    target->setMaxUsedSystemBlock(9);
-    QCOMPARE(StoredForm::of(target), StoredForm::of(source));
-    // The copy's pins are its own and report their changes to it.
-    changed.clear();
-    target->pin(1)->setShortName(QStringLiteral("own"));
-    QCOMPARE(source->pin(1)->shortName(), QString());
-    QCOMPARE(changed.count(), 2);
-}
-
-void tst_Definition::cloneFromTemplateLevels_data()
+void tst_Definition::cloneFrom_data()
 {
     QTest::addColumn<QString>("identifier");
     QTest::addColumn<bool>("templateInfo");
-    QTest::addColumn<uint>("expectedRead");
-    QTest::addColumn<uint>("expectedWrite");
-
-    QTest::newRow("template-takes-target-levels") << "TemplateBlock_4" << true << 3u << 4u;
-    QTest::newRow("template-without-template-info") << "TemplateBlock_4" << false << 1u << 2u;
-    QTest::newRow("user-keeps-own-levels") << "user" << true << 1u << 2u;
+    QTest::addColumn<bool>("fallback"); // the copy is a fallback block's version
+    QTest::addColumn<uint>("read");
+    QTest::addColumn<uint>("write");
+    QTest::newRow("user-keeps-own-levels") << "user" << true << false << 1u << 2u;
+    QTest::newRow("template-takes-target-levels") << "TemplateBlock_4" << true << false << 3u << 4u;
+    QTest::newRow("template-without-template-info") << "TemplateBlock_4" << false << false << 1u << 2u;
+    QTest::newRow("fallback-keeps-local-identifiers") << "user" << false << true << 1u << 2u;
 }
 
-void tst_Definition::cloneFromTemplateLevels()
+void tst_Definition::cloneFrom()
 {
     QFETCH(QString, identifier);
     QFETCH(bool, templateInfo);
-
+    QFETCH(bool, fallback);
     Placement placement(identifier, Home::Alone);
-    QVERIFY(placement.block);
-    BlockDefinition *source = placement.block->createDefinition();
+    BlockDefinition *source = placement.block->createDefinition(0);
     if (templateInfo) {
         source->setGlobalTemplate(true);
         source->setExclusiveTemplate(true);
@@ -419,92 +302,118 @@ void tst_Definition::cloneFromTemplateLevels()
     }
     source->setAccessLevelRead(1);
     source->setAccessLevelWrite(2);
-
-    std::unique_ptr<Block> copyBlock(Block::createUserBlock());
-    BlockDefinition *copy = copyBlock->createDefinition();
-    copy->cloneFrom(source);
-    QTEST(copy->accessLevelRead(), "expectedRead");
-    QTEST(copy->accessLevelWrite(), "expectedWrite");
-    QCOMPARE(copy->templateTargetAccessLevelWrite(), templateInfo ? 4u : 0u);
-    QVERIFY(!copy->isGlobalTemplate() && !copy->isExclusiveTemplate());
-}
-
-void tst_Definition::cloneFromLocalBlocks_data()
-{
-    QTest::addColumn<bool>("fallback");
-    QTest::newRow("normal-block-renames") << false;
-    QTest::newRow("fallback-block-keeps-identifier") << true;
-}
-
-void tst_Definition::cloneFromLocalBlocks()
-{
-    QFETCH(bool, fallback);
-
-    std::unique_ptr<Block> sourceBlock(Block::createUserBlock());
-    BlockDefinition *source = sourceBlock->createDefinition();
+    source->setRuntimeMembership(eRuntimeMembership(3));
+    source->setSmallListImage(QStringLiteral("bmp"), "small");
+    source->setLargeListImage(QStringLiteral("png"), "large");
+    source->setDescriptionText("<p>Quelle</p>");
+    source->setMaxUsedSystemBlock(9);
+    source->setShowModified(true);
+    source->setCodeTextForCompareCrc("crc");
+    source->pin(-1)->setShortName(QStringLiteral("freigabe"));
+    source->createPin(1)->setName(Text(1, QStringLiteral("Sollwert")));
+    source->defaultSkin()->setInputPinOrder({1});
     Block *local = Block::createBlock(UserId);
     local->setShortName(QStringLiteral("L"));
     local->createDefinition()->setDescriptionText("local");
     source->localBlockLibrary()->insertBlock(local);
+    QObject user;
+    source->registerInstance(&user);
+    // The text under edit is stored before the copy is taken.
+    CodeStandIn code(source, codeStream(4, "under edit"));
+    CodeEditorAccess::setCode(source, &code);
     std::unique_ptr<Block> targetBlock(Block::createUserBlock());
     if (fallback)
         targetBlock->setFallbackBlock();
-    BlockDefinition *target = targetBlock->createDefinition();
+    BlockDefinition *target = targetBlock->createDefinition(3);
+    target->createPin(7);
+    QSignalSpy changed(target, &BlockDefinition::changed);
+    QSignalSpy pinsModified(target, &BlockDefinition::pinsModified);
     target->cloneFrom(source);
-
-    // A copy of the local block, under a new identifier unless the version is a fallback's.
-    const QString identifier = fallback ? UserId : target->localSubstitutionForBlock(UserId);
-    QCOMPARE(target->localBlockLibrary()->blockIdentifiers(), QList<QString>{identifier});
-    QVERIFY(!QUuid(identifier).isNull() && (identifier == UserId) == fallback);
+    QCOMPARE(QList<int>({int(changed.count()), int(pinsModified.count()), code.saves}), QList<int>({1, 0, 1}));
+    QCOMPARE(QList<uint>({target->version(), target->codeTextVersion()}), QList<uint>({3, 4}));
+    QTEST(target->accessLevelRead(), "read");
+    QTEST(target->accessLevelWrite(), "write");
+    QCOMPARE(target->templateTargetAccessLevelWrite(), templateInfo ? 4u : 0u);
+    // Left out of the copy: template flags, the highest system block used, the view state,
+    // the comparison text, the editor and the instances.
+    QVERIFY(!target->isGlobalTemplate() && !target->isExclusiveTemplate() && !target->showModified() && !target->code());
+    QVERIFY(target->codeTextForCompareCrc().isEmpty() && target->instanceCount() == 0 && target->maxUsedSystemBlock() == 0);
+    // A local block is copied under a new identifier unless the version is a fallback's.
+    const QString copyId = fallback ? UserId : target->localSubstitutionForBlock(UserId);
+    QCOMPARE(target->localBlockLibrary()->blockIdentifiers(), QList<QString>{copyId});
+    QVERIFY(!QUuid(copyId).isNull() && (copyId == UserId) == fallback);
     QCOMPARE(target->localSubstitutionForBlock(UserId).isEmpty(), fallback);
-    Block *copy = target->localBlockLibrary()->block(identifier);
-    QVERIFY(copy->isLocalBlock());
-    QCOMPARE(copy->shortName(), QStringLiteral("L"));
-    QCOMPARE(StoredForm::of(copy->blockDefinition(0)), StoredForm::of(local->blockDefinition(0)));
-    QCOMPARE(source->localBlockLibrary()->block(UserId), local);
+    QVERIFY(target->localBlockLibrary()->block(copyId)->isLocalBlock() && source->localBlockLibrary()->block(UserId) == local);
+    // Everything else stored is copied: pins, skin, code, images, description, local blocks.
+    target->setMaxUsedSystemBlock(9);
+    target->setAccessLevelRead(1);
+    target->setAccessLevelWrite(2);
+    // The list of local blocks names the new identifier.
+    const QRegularExpression notLocalList(QStringLiteral("^(?!stream Blocks/Content.txt )"));
+    QCOMPARE(StoredForm::of(target).replaceInStrings(copyId, UserId).filter(notLocalList), StoredForm::of(source).filter(notLocalList));
+    // The copy's pins are its own and report their changes to it.
+    changed.clear();
+    target->pin(1)->setShortName(QStringLiteral("own"));
+    QCOMPARE(source->pin(1)->shortName(), QString());
+    QCOMPARE(changed.count(), 2);
 }
 
-void tst_Definition::clearKeepsFieldsAndInstances()
+void tst_Definition::weakEditorsClearAndDestruction()
 {
+    int deleted = 0;
     std::unique_ptr<Block> block(Block::createUserBlock());
     BlockDefinition *definition = block->createDefinition();
+    auto *first = new CodeStandIn;
+    CodeStandIn second;
+    QSignalSpy changed(definition, &BlockDefinition::changed);
+    // A second code object is ignored while the first lives; only the attached one is heard.
+    CodeEditorAccess::setCode(definition, first);
+    CodeEditorAccess::setCode(definition, &second);
+    emit first->changed();
+    emit second.changed();
+    QCOMPARE(changed.count(), 1);
+    delete first;
+    QVERIFY(!definition->code());
+    CodeEditorAccess::setCode(definition, &second);
+    QCOMPARE(definition->code(), &second);
+    auto *window = new LibraryBlockDefinitionSubWindow;
+    CodeEditorAccess::setEditSubWindow(definition, window);
+    QCOMPARE(definition->editSubWindow(), window);
+    delete window;
+    QVERIFY(!definition->editSubWindow());
     definition->setAccessLevelRead(3);
     definition->setDescriptionText("kept");
     definition->setCodeText(codeStream(2, "kept"));
     definition->setSmallListImage(QStringLiteral("png"), "kept");
-    // Clearing deletes the pins and local blocks and keeps every other stored field.
+    // Clearing deletes pins, parameters and local blocks, lets go of the code object and
+    // keeps every other stored field and the instances.
     const QStringList expected = StoredForm::of(definition);
     QPointer<BlockPin> pin = definition->createPin(1);
     QPointer<Block> local = Block::createUserBlock();
     definition->localBlockLibrary()->insertBlock(local);
+    definition->attachParameterGeneralDefinition(1, new CountedParameter(&deleted));
     BlockInstantiationData *data = definition->instantiationData();
-    // A user registered twice counts once; instances survive clear().
+    // A user registered twice counts once.
     QObject user, other;
     definition->registerInstance(&user);
     definition->registerInstance(&user);
     definition->registerInstance(&other);
     definition->unregisterInstance(&other);
-
     definition->clear();
-    QVERIFY(definition->pins().isEmpty() && pin.isNull() && local.isNull());
+    changed.clear();
+    emit second.changed();
+    QVERIFY(!definition->code() && changed.isEmpty() && definition->pins().isEmpty() && pin.isNull() && local.isNull());
+    QCOMPARE(deleted, 1);
     QCOMPARE(StoredForm::of(definition), expected);
     QCOMPARE(definition->instantiationData(), data);
     QCOMPARE(definition->instanceCount(), 1u);
-    // Pins can be made again, the enable pin included.
-    QVERIFY(definition->createPin(-1));
-}
-
-void tst_Definition::destructorDeletesPinsAndParameters()
-{
-    int deleted = 0;
-    std::unique_ptr<Block> block(Block::createUserBlock());
-    BlockDefinition *definition = block->createDefinition();
-    QPointer<BlockPin> pin = definition->createPin(1);
+    // The destructor deletes what a version owns.
+    pin = definition->createPin(-1);
     definition->attachParameterGeneralDefinition(1, new CountedParameter(&deleted));
     definition->attachParameterFamilyDefinition(2, 1, new CountedParameter(&deleted));
     block.reset();
     QVERIFY(pin.isNull());
-    QCOMPARE(deleted, 2);
+    QCOMPARE(deleted, 3);
 }
 
 QTEST_MAIN(tst_Definition)

@@ -4,6 +4,7 @@
 #include <KvBlockLibrary/BlockLibraryFile.h>
 #include <KvBlockLibrary/BlockPin.h>
 #include <KvBlockLibrary/BlockSkin.h>
+#include <KvParameterDefinition/SimpleParameterDefinition.h>
 #include <KvSystem/System.h>
 #include <LxFileSystem/FileStorageView.h>
 #include <LxFileSystem/FileView.h>
@@ -19,9 +20,6 @@
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
-#include <QtWidgets/QFileDialog>
-
-#include <sqlite3.h>
 
 #include <functional>
 #include <memory>
@@ -87,47 +85,15 @@ struct ImmutableFlag
     const bool set;
 };
 
-// Holds the write lock of a storage file through a connection of its own, as another
-// program writing to the file would.
-struct WriteLock
-{
-    explicit WriteLock(const QString &path)
-    {
-        if (sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK)
-            locked = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
-    }
-    ~WriteLock()
-    {
-        if (locked)
-            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
-        sqlite3_close(db);
-    }
-    sqlite3 *db = nullptr;
-    bool locked = false;
-};
-
-// Records what the file dialog offered when it opened, and how many file dialogs opened.
-class FileDialogRecorder : public QObject
-{
-public:
-    FileDialogRecorder() { qApp->installEventFilter(this); }
-    ~FileDialogRecorder() override { qApp->removeEventFilter(this); }
-    QStringList shown; // title, filters, directory and whether the main window is the parent, of each
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (auto *dialog = qobject_cast<QFileDialog *>(watched); dialog && event->type() == QEvent::Show)
-            shown << dialog->windowTitle() << dialog->nameFilters() << dialog->directory().absolutePath()
-                  << (dialog->parentWidget() == System::instance()->mainWindow() ? QStringLiteral("main window") : QString());
-        return false;
-    }
-};
-
 // The replies to the close question.
 enum Answer { Yes = QDialogButtonBox::Yes, No = QDialogButtonBox::No, Abort = QDialogButtonBox::Abort, None = -1 };
 
+// Sets a text of a block when value is given, and returns it.
+using TextAccess = std::function<QString(Block *, const QString *value)>;
+
 } // namespace
+
+Q_DECLARE_METATYPE(TextAccess)
 
 class tst_LibraryFile : public QObject
 {
@@ -137,16 +103,11 @@ private slots:
     void initTestCase();
     void init();
     void cleanup();
-
     void roundTripOfEveryKindOfBlock();
-    void loadFails_data();
-    void loadFails();
-    void name();
-    void closeQuestion_data();
-    void closeQuestion();
-    void saveWithoutPath_data();
-    void saveWithoutPath();
-    void fixedLibraryFileIsLeftAsItIs();
+    void lineBreaksInTexts_data();
+    void lineBreaksInTexts();
+    void askingToSave_data();
+    void askingToSave();
     void saveFails_data();
     void saveFails();
 
@@ -159,33 +120,27 @@ private:
         addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
         return library->save(file) ? std::move(library) : nullptr;
     }
-
-    std::unique_ptr<QTemporaryDir> m_settingsDir;
+    QTemporaryDir m_settingsDir;
     QWidget m_mainWindow; // the parent of every dialog; never shown
     std::unique_ptr<QTemporaryDir> m_dir;
 };
 
 void tst_LibraryFile::initTestCase()
 {
-    m_settingsDir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_settingsDir->isValid());
-    AppSettings::instance()->setSettingsFile(m_settingsDir->filePath(QStringLiteral("settings.ini")));
+    AppSettings::instance()->setSettingsFile(m_settingsDir.filePath(QStringLiteral("settings.ini")));
     System::instance()->setMainWindow(&m_mainWindow);
 }
 
 void tst_LibraryFile::init()
 {
     m_dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_dir->isValid());
     AppSettings::instance()->setSetting(AppSettings::SaveModifiedLibraries, AppSettings::AskBeforeSaving);
-    std::unique_ptr<DefaultPathSetting> start(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries));
-    start->setPath(m_dir->path());
+    std::unique_ptr<DefaultPathSetting>(DefaultPathSetting::create(eSettingDefaultPathBlockLibraries))->setPath(m_dir->path());
 }
 
 void tst_LibraryFile::cleanup()
 {
-    const QWidgetList widgets = QApplication::topLevelWidgets();
-    for (QWidget *widget : widgets)
+    for (QWidget *widget : QApplication::topLevelWidgets())
         QVERIFY2(!widget->isVisible(), qPrintable(widget->metaObject()->className() + QStringLiteral(" left open")));
 }
 
@@ -204,7 +159,6 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
                             Block::createUserBlock(), 2, 9);
     addBlock(outer->blockDefinition(0)->localBlockLibrary(), Block::createUserBlock(), 2, 10);
     addBlock(user->blockDefinition(1)->localBlockLibrary(), Block::createUserBlock(), 1, 11);
-
     const QString first = path(QStringLiteral("lib.bli"));
     QSignalSpy saved(&original, &BlockLibraryContainer::modifiedChanged);
     QVERIFY(original.save(first));
@@ -214,18 +168,17 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QCOMPARE(saved.at(0).at(0).toBool(), false);
     const QStringList savedTree = editFile(first);
     QVERIFY(savedTree.size() > 100);
-
     BlockLibraryFile loaded;
     QSignalSpy loadedSpy(&loaded, &BlockLibraryContainer::modifiedChanged);
     QVERIFY(loaded.load(first));
     QCOMPARE(loaded.filePath(), first);
-    QVERIFY(!loaded.modified());
-    QVERIFY(!loadedSpy.isEmpty() && !loadedSpy.last().at(0).toBool());
+    QVERIFY(!loaded.modified() && !loadedSpy.isEmpty() && !loadedSpy.last().at(0).toBool());
+    // A stored name wins over the file's.
+    QCOMPARE(loaded.name(), Text(1, QStringLiteral("Testbibliothek")));
     // Saved again, every stream comes back byte for byte.
     const QString second = path(QStringLiteral("again.bli"));
     QVERIFY(loaded.save(second));
     QCOMPARE(editFile(second), savedTree);
-
     // Saved over itself after removals, the file holds exactly what a save into a new file holds.
     delete loaded.library()->removeBlock(QStringLiteral("SystemBlock_12"));
     loaded.library()->block(QStringLiteral("ToolBlock_4"))->deleteDefinition(1);
@@ -235,100 +188,131 @@ void tst_LibraryFile::roundTripOfEveryKindOfBlock()
     QVERIFY(loaded.save(path(QStringLiteral("fresh.bli"))));
     QCOMPARE(editFile(second), editFile(path(QStringLiteral("fresh.bli"))));
     QVERIFY(!editFile(second).contains(QStringLiteral("storage Blocks/ToolBlock_4/V1")));
-}
-
-void tst_LibraryFile::loadFails_data()
-{
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<bool>("pathTaken");
-    QTest::addColumn<QString>("error"); // %1: the path
-
-    QTest::newRow("missing-file") << "missing" << false << QStringLiteral("Die Datei „%1“ existiert nicht.");
-    QTest::newRow("library-without-blocks") << "no-blocks" << true << QStringLiteral("\"%1\" enthält keine Bausteinbibliothek.");
-}
-
-void tst_LibraryFile::loadFails()
-{
-    QFETCH(QString, kind);
-    QFETCH(bool, pathTaken);
-    QFETCH(QString, error);
-
-    const QString file = path(QStringLiteral("input.bli"));
-    if (kind == QLatin1String("no-blocks")) {
-        FileView view;
-        view.create(file);
-        std::unique_ptr<FileStorageView> root(view.createRootView());
-        root->writeStream(QStringLiteral("Info.ini"), ";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\n");
-        root.reset();
-        view.close();
-    }
-    const QString previous = path(QStringLiteral("previous.bli"));
-    std::unique_ptr<BlockLibraryFile> library = savedLibrary(previous);
-    QVERIFY(library);
-    QVERIFY(!library->load(file));
-    QCOMPARE(library->errorString(), error.arg(QDir::toNativeSeparators(file)));
-    QCOMPARE(library->filePath(), pathTaken ? file : previous);
+    // A library file whose stored type makes it fixed: saving it succeeds and writes nothing.
+    QVERIFY(!editFile(second, [](FileStorageView *root) {
+        QByteArray info = root->readStream(QStringLiteral("Info.ini"));
+        QVERIFY(info.contains("Type=256\r\n"));
+        root->writeStream(QStringLiteral("Info.ini"), info.replace("Type=256", "Type=3"));
+    }).isEmpty());
+    const QByteArray fixed = fileContents(second);
+    BlockLibraryFile fixedLibrary;
+    QVERIFY(fixedLibrary.load(second) && fixedLibrary.type() == 3u);
+    QSignalSpy fixedModified(&fixedLibrary, &BlockLibraryContainer::modifiedChanged);
+    QVERIFY(fixedLibrary.save(second) && fixedModified.isEmpty());
+    QVERIFY(fileContents(second) == fixed);
     // A file that cannot be opened changes nothing; one that opens replaces the contents.
-    QCOMPARE(library->library()->blockIdentifiers().isEmpty(), pathTaken);
+    const QString missing = path(QStringLiteral("missing.bli"));
+    QVERIFY(!loaded.load(missing));
+    QCOMPARE(loaded.errorString(), QStringLiteral("Die Datei „%1“ existiert nicht.").arg(QDir::toNativeSeparators(missing)));
+    QVERIFY(loaded.filePath() == path(QStringLiteral("fresh.bli")) && loaded.library()->containsBlock(QStringLiteral("RootBlock")));
+    const QString empty = path(QStringLiteral("empty.bli"));
+    FileView view;
+    view.create(empty);
+    std::unique_ptr<FileStorageView>(view.createRootView())
+            ->writeStream(QStringLiteral("Info.ini"), ";type=\"blocklibrary\" version=\"0\"\r\n\r\n[Info]\r\n");
+    view.close();
+    QVERIFY(!loaded.load(empty));
+    QCOMPARE(loaded.errorString(), QStringLiteral("\"%1\" enthält keine Bausteinbibliothek.").arg(QDir::toNativeSeparators(empty)));
+    QVERIFY(loaded.filePath() == empty && loaded.library()->blockIdentifiers().isEmpty());
 }
 
-void tst_LibraryFile::name()
+void tst_LibraryFile::lineBreaksInTexts_data()
 {
-    // Without a stored name, the library is named after its file while that exists.
-    BlockLibraryFile library;
-    QCOMPARE(library.name(), Text(1, QStringLiteral("new")));
-    QVERIFY(library.save(path(QStringLiteral("Regler.bli"))));
-    QCOMPARE(library.name(), Text(1, QStringLiteral("Regler.bli")));
-    QVERIFY(QFile::remove(path(QStringLiteral("Regler.bli"))));
-    QCOMPARE(library.name(), Text(1, QStringLiteral("new")));
-    library.setName(Text(2, QStringLiteral("Meine Bibliothek")));
-    QCOMPARE(library.name(), Text(2, QStringLiteral("Meine Bibliothek")));
-    library.setName(Text(3, QString()));
-    QCOMPARE(library.name().textLanguages(), QList<int>{3});
+    QTest::addColumn<TextAccess>("text");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("expected");
+    auto row = [](const char *tag, const char *value, const char *expected, TextAccess access) {
+        QTest::newRow(tag) << access << QString::fromLatin1(value) << QString::fromLatin1(expected);
+    };
+    // A break in a value would start keys of its own: each break is written as one space.
+    row("block-name", "a\r\n[Info]\r\nShortName=EVIL", "a [Info] ShortName=EVIL",
+        [](Block *b, const QString *v) { if (v) b->setName(Text(2, *v)); return b->name().text(2); });
+    row("block-short-name", "X\nY", "X Y", [](Block *b, const QString *v) { if (v) b->setShortName(*v); return b->shortName(); });
+    row("pin-short-name", "p\rq\nr\r\n", "p q r ",
+        [](Block *b, const QString *v) { if (v) b->blockDefinition(0)->pin(1)->setShortName(*v); return b->blockDefinition(0)->pin(1)->shortName(); });
+    row("pin-name", "\n\r\r\nP", "   P",
+        [](Block *b, const QString *v) { if (v) b->blockDefinition(0)->pin(2)->setName(Text(3, *v)); return b->blockDefinition(0)->pin(2)->name().text(3); });
+    // Parameter texts are escaped by their own writer and come back exactly.
+    row("parameter-name", "kurz\r\n[General]\rlang\n", "kurz\r\n[General]\rlang\n", [](Block *b, const QString *v) {
+        ParameterDefinition *parameter = b->blockDefinition(0)->parameterDefinition(BlockDefinition::GeneralFamily, 1);
+        if (v)
+            parameter->setName(ParameterText(Text(1, QStringLiteral("P")), Text(1, *v)));
+        return parameter->name().longText(1);
+    });
 }
 
-void tst_LibraryFile::closeQuestion_data()
+void tst_LibraryFile::lineBreaksInTexts()
 {
-    QTest::addColumn<bool>("requested"); // through saveRequested() instead of prepareClose()
-    QTest::addColumn<uint>("setting");   // what to do with modified libraries on request
+    QFETCH(TextAccess, text);
+    QFETCH(QString, value);
+    BlockLibraryFile original;
+    Block *block = addBlock(original.library(), Block::createUserBlock(), 1, 1);
+    block->blockDefinition(0)->attachParameterGeneralDefinition(1, new SimpleParameterDefinition);
+    text(block, &value);
+    const QByteArray compareValue = block->blockDefinition(0)->compareCrc32Value();
+    QVERIFY(original.save(path(QStringLiteral("breaks.bli"))));
+    BlockLibraryFile loaded;
+    QVERIFY(loaded.load(path(QStringLiteral("breaks.bli"))));
+    Block *reloaded = loaded.library()->block(block->identifier());
+    QVERIFY(reloaded && reloaded->blockDefinition(0));
+    QCOMPARE(reloaded->shortName() == QLatin1String("EVIL"), false);
+    QTEST(text(reloaded, nullptr), "expected");
+    QCOMPARE(reloaded->blockDefinition(0)->compareCrc32Value(), compareValue);
+}
+
+void tst_LibraryFile::askingToSave_data()
+{
+    QTest::addColumn<QString>("how");   // prepareClose(), saveRequested() or save() without a path
+    QTest::addColumn<uint>("setting");  // what to do with modified libraries on request
+    QTest::addColumn<bool>("hasFile");  // the library was loaded from a file
     QTest::addColumn<bool>("modified");
-    QTest::addColumn<int>("reply"); // None: nothing is asked
+    QTest::addColumn<int>("reply");     // to the close question; None: nothing is asked
+    QTest::addColumn<int>("fileDialog"); // -1: none comes, 0: it is cancelled, 1: a file is chosen
     QTest::addColumn<bool>("result");
     QTest::addColumn<bool>("saves");
-
-    QTest::newRow("close-yes-saves") << false << 1u << true << int(Yes) << true << true;
-    QTest::newRow("close-no-closes-without-saving") << false << 1u << true << int(No) << true << false;
-    QTest::newRow("close-abort-keeps-open") << false << 1u << true << int(Abort) << false << false;
-    QTest::newRow("close-unmodified-without-asking") << false << 1u << false << int(None) << true << false;
-    QTest::newRow("request-silently") << true << 0u << true << int(None) << true << true;
-    QTest::newRow("request-ask-yes") << true << 1u << true << int(Yes) << true << true;
-    QTest::newRow("request-other-setting") << true << 2u << true << int(None) << true << false;
-    QTest::newRow("request-unmodified-silently") << true << 0u << false << int(None) << true << false;
+    auto row = [](const char *tag, const char *how, uint setting, bool hasFile, bool modified, int reply, int fileDialog,
+                  bool result, bool saves) {
+        QTest::newRow(tag) << QString::fromLatin1(how) << setting << hasFile << modified << reply << fileDialog << result << saves;
+    };
+    row("close-yes-saves", "close", 1, true, true, Yes, -1, true, true);
+    row("close-no-closes-without-saving", "close", 1, true, true, No, -1, true, false);
+    row("close-abort-keeps-open", "close", 1, true, true, Abort, -1, false, false);
+    row("close-unmodified-without-asking", "close", 1, true, false, None, -1, true, false);
+    row("request-silently", "request", 0, true, true, None, -1, true, true);
+    row("request-ask-yes", "request", 1, true, true, Yes, -1, true, true);
+    row("request-other-setting", "request", 2, true, true, None, -1, true, false);
+    row("request-unmodified-silently", "request", 0, true, false, None, -1, true, false);
+    // Cancelling the file dialog ends in the save failure; the library stays open and modified.
+    row("save-without-file-dialog-cancelled", "save", 1, false, true, None, 0, false, false);
+    row("close-yes-without-file-dialog-cancelled", "close", 1, false, true, Yes, 0, false, false);
+    row("save-without-file-file-chosen", "save", 1, false, true, None, 1, true, true);
 }
 
-void tst_LibraryFile::closeQuestion()
+void tst_LibraryFile::askingToSave()
 {
-    QFETCH(bool, requested);
+    QFETCH(QString, how);
     QFETCH(uint, setting);
+    QFETCH(bool, hasFile);
     QFETCH(bool, modified);
     QFETCH(int, reply);
+    QFETCH(int, fileDialog);
     QFETCH(bool, saves);
-
     AppSettings::instance()->setSetting(AppSettings::SaveModifiedLibraries, setting);
     const QString file = path(QStringLiteral("Antrieb.bli"));
-    std::unique_ptr<BlockLibraryFile> library = savedLibrary(file);
-    QVERIFY(library);
+    std::unique_ptr<BlockLibraryFile> library = hasFile ? savedLibrary(file) : std::make_unique<BlockLibraryFile>();
     const QByteArray before = fileContents(file);
     if (modified)
         addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
     QSignalSpy modifiedSpy(library.get(), &BlockLibraryContainer::modifiedChanged);
-
-    // An answerer for a question that must not come presses Abort, which saves nothing.
+    // An answerer for a question that must not come presses Abort, which saves nothing. A
+    // file name without a directory lands in the dialog's start directory.
     auto answerer = DialogAnswerer::press(QDialogButtonBox::StandardButton(reply == None ? int(Abort) : reply));
-    if (requested)
+    auto files = fileDialog == 1 ? DialogAnswerer::chooseFile(QStringLiteral("Antrieb.bli")) : DialogAnswerer::cancelFileDialog();
+    auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
+    if (how == QLatin1String("request"))
         library->saveRequested();
     else
-        QTEST(library->prepareClose(), "result");
+        QTEST(how == QLatin1String("save") ? library->save(QString()) : library->prepareClose(), "result");
     QCOMPARE(answerer->answered(), reply != None);
     if (reply != None) {
         QCOMPARE(answerer->buttons(), QMessageBox::Yes | QMessageBox::No | QMessageBox::Abort);
@@ -336,83 +320,28 @@ void tst_LibraryFile::closeQuestion()
         QCOMPARE(answerer->icon(), QMessageBox::Question);
         QCOMPARE(answerer->parentWidget(), &m_mainWindow);
         QCOMPARE(answerer->title(), QStringLiteral("Bibliothek wurde geändert"));
-        QCOMPARE(answerer->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"Antrieb.bli\" gespeichert werden?"));
+        QCOMPARE(answerer->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"%1\" gespeichert werden?")
+                                           .arg(hasFile ? QStringLiteral("Antrieb.bli") : QStringLiteral("new")));
     }
-    QCOMPARE(library->modified(), modified && !saves);
-    QCOMPARE(modifiedSpy.count(), saves ? 1 : 0);
-    BlockLibraryFile onDisk;
-    QVERIFY(onDisk.load(file));
-    QCOMPARE(onDisk.library()->containsBlock(QStringLiteral("StandardBlock_2")), saves);
-    if (!saves)
-        QVERIFY(fileContents(file) == before);
-}
-
-void tst_LibraryFile::saveWithoutPath_data()
-{
-    QTest::addColumn<bool>("closing"); // through the close question's "Yes" instead of save()
-    QTest::addColumn<bool>("choose");  // a file is chosen instead of cancelling the dialog
-
-    QTest::newRow("save-dialog-cancelled") << false << false;
-    QTest::newRow("close-question-yes-dialog-cancelled") << true << false;
-    QTest::newRow("save-dialog-file-chosen") << false << true;
-}
-
-void tst_LibraryFile::saveWithoutPath()
-{
-    QFETCH(bool, closing);
-    QFETCH(bool, choose);
-
-    BlockLibraryFile library;
-    addBlock(library.library(), Block::createBlock(QStringLiteral("StandardBlock_1")), 1, 1);
-    const QString file = path(QStringLiteral("chosen.bli"));
-    FileDialogRecorder recorder;
-    auto yes = closing ? DialogAnswerer::press(QDialogButtonBox::Yes) : nullptr;
-    auto fileDialog = choose ? DialogAnswerer::chooseFile(file) : DialogAnswerer::cancelFileDialog();
-    auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
-    QSignalSpy modified(&library, &BlockLibraryContainer::modifiedChanged);
-
-    QCOMPARE(closing ? library.prepareClose() : library.save(QString()), choose);
-    QVERIFY(fileDialog->answered());
-    QCOMPARE(recorder.shown, QStringList({"Bibliothek Speichern", "Bausteinbibliotheken (*.bli)",
-                                          QDir(m_dir->path()).absolutePath(), "main window"}));
-    if (closing)
-        QCOMPARE(yes->text(), QStringLiteral("Sollen die Änderungen in der Bibliothek \"new\" gespeichert werden?"));
-    // Cancelling ends in the save failure; the library stays open, modified and without a path.
-    QCOMPARE(acknowledge->answered(), !choose);
-    QCOMPARE(library.filePath(), choose ? file : QString());
-    QCOMPARE(library.modified(), !choose);
-    QCOMPARE(modified.count(), choose ? 1 : 0);
-    QCOMPARE(library.name().text(1), choose ? QStringLiteral("chosen.bli") : QStringLiteral("new"));
-    if (!choose) {
+    QCOMPARE(files->answered(), fileDialog >= 0);
+    QCOMPARE(files->title(), fileDialog >= 0 ? QStringLiteral("Bibliothek Speichern") : QString());
+    QCOMPARE(acknowledge->answered(), fileDialog == 0);
+    if (fileDialog == 0) {
         QCOMPARE(acknowledge->title(), QStringLiteral("Speichern"));
         QCOMPARE(acknowledge->text(), SaveFailure);
-        QCOMPARE(acknowledge->buttons(), QMessageBox::StandardButtons(QMessageBox::Ok));
         QCOMPARE(acknowledge->icon(), QMessageBox::Critical);
         QCOMPARE(acknowledge->parentWidget(), &m_mainWindow);
     }
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden), choose ? QStringList{"chosen.bli"} : QStringList());
-}
-
-void tst_LibraryFile::fixedLibraryFileIsLeftAsItIs()
-{
-    // A library file whose stored type makes it fixed: saving it succeeds, writes nothing
-    // and must not empty the file.
-    const QString file = path(QStringLiteral("fixed.bli"));
-    QVERIFY(savedLibrary(file));
-    QVERIFY(!editFile(file, [](FileStorageView *root) {
-        QByteArray info = root->readStream(QStringLiteral("Info.ini"));
-        QVERIFY(info.contains("Type=256\r\n"));
-        root->writeStream(QStringLiteral("Info.ini"), info.replace("Type=256", "Type=3"));
-    }).isEmpty());
-    const QByteArray before = fileContents(file);
-
-    BlockLibraryFile library;
-    QVERIFY(library.load(file));
-    QCOMPARE(library.type(), 3u);
-    QSignalSpy modified(&library, &BlockLibraryContainer::modifiedChanged);
-    QVERIFY(library.save(file));
-    QCOMPARE(modified.count(), 0);
-    QVERIFY(fileContents(file) == before);
+    QCOMPARE(library->modified(), modified && !saves);
+    QCOMPARE(modifiedSpy.count(), saves ? 1 : 0);
+    QCOMPARE(library->filePath(), hasFile || saves ? file : QString());
+    QCOMPARE(fileContents(file) == before, !saves);
+    BlockLibraryFile onDisk;
+    QCOMPARE(onDisk.load(file) && onDisk.library()->containsBlock(QStringLiteral("StandardBlock_2")), saves);
+    // Without a stored name, the library is named after its file while that exists.
+    QCOMPARE(library->name(), Text(1, QFile::exists(file) ? QStringLiteral("Antrieb.bli") : QStringLiteral("new")));
+    QVERIFY(QFile::remove(file) == (hasFile || saves));
+    QCOMPARE(library->name(), Text(1, QStringLiteral("new")));
 }
 
 void tst_LibraryFile::saveFails_data()
@@ -420,12 +349,9 @@ void tst_LibraryFile::saveFails_data()
     QTest::addColumn<QString>("where");
     QTest::addColumn<bool>("committed"); // the library's own save ran and the commit failed
     QTest::addColumn<QString>("error");  // %1: the path, *: the system's own words for the cause
-
     const QString notWritten = QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden (*). Die Änderungen wurden nicht gespeichert.");
     // A read-only file is refused before anything is written.
     QTest::newRow("immutable-file") << "immutable-file" << false << QStringLiteral("\"%1\" ist schreibgeschützt.");
-    QTest::newRow("locked-by-another-program")
-            << "locked" << true << QStringLiteral("Die Datei „%1“ ist von einem anderen Programm gesperrt. Die Änderungen wurden nicht gespeichert.");
     QTest::newRow("below-a-file") << "below-a-file" << false << QStringLiteral("Das Verzeichnis für „%1“ existiert nicht.");
     QTest::newRow("proc-file-system") << "proc" << true << notWritten;
 }
@@ -435,27 +361,19 @@ void tst_LibraryFile::saveFails()
     QFETCH(QString, where);
     QFETCH(bool, committed);
     QFETCH(QString, error);
-
     const QString existing = path(QStringLiteral("lib.bli"));
     std::unique_ptr<BlockLibraryFile> library = savedLibrary(existing);
-    QVERIFY(library);
     const QByteArray before = fileContents(existing);
     addBlock(library->library(), Block::createBlock(QStringLiteral("StandardBlock_2")), 1, 2);
-
     QString target = existing;
     std::unique_ptr<ImmutableFlag> immutable;
-    std::unique_ptr<WriteLock> lock;
     if (where == QLatin1String("immutable-file")) {
         immutable = std::make_unique<ImmutableFlag>(existing);
         if (!immutable->set)
             QSKIP("the immutable attribute cannot be set here");
-    } else if (where == QLatin1String("locked")) {
-        lock = std::make_unique<WriteLock>(existing);
-        QVERIFY(lock->locked);
     } else {
         target = where == QLatin1String("proc") ? QStringLiteral("/proc/kvblocklibrary-test.bli") : existing + QStringLiteral("/lib.bli");
     }
-
     QSignalSpy modified(library.get(), &BlockLibraryContainer::modifiedChanged);
     auto acknowledge = DialogAnswerer::press(QDialogButtonBox::Ok);
     QVERIFY(!library->save(target));
@@ -464,12 +382,10 @@ void tst_LibraryFile::saveFails()
     QVERIFY2(library->errorString().startsWith(parts.first()) && library->errorString().endsWith(parts.last())
                      && (parts.size() == 2 || library->errorString() == parts.first()),
              qPrintable(library->errorString()));
-
     // Nothing is lost: the library still counts as changed, keeps its path, and the file is as it was.
     QVERIFY(library->modified());
     QCOMPARE(library->filePath(), existing);
     QCOMPARE(modified.count(), committed ? 2 : 0);
-    lock.reset();
     immutable.reset();
     QVERIFY(fileContents(existing) == before);
     QVERIFY(target == existing || !QFileInfo::exists(target));

@@ -13,7 +13,7 @@
 #include "StoredForm.h"
 
 #include <QtCore/QRegularExpression>
-#include <QtCore/QSet>
+#include <QtCore/QMap>
 #include <QtTest/QTest>
 
 #include <algorithm>
@@ -41,12 +41,26 @@ QByteArray pinStream(int function, const QByteArray &shortName)
 struct Version
 {
     explicit Version(const QString &identifier = QStringLiteral("StandardBlock_5"))
-        : block(Block::createBlock(identifier)), definition(block->createDefinition())
-    {
-    }
+        : block(Block::createBlock(identifier)), definition(block->createDefinition()) {}
     std::unique_ptr<Block> block;
     BlockDefinition *definition;
 };
+
+// What "Info.ini" sets, as one line: levels, max used system block, runtime membership,
+// template flags, template target levels and parameter group.
+QByteArray settings(const BlockDefinition *d)
+{
+    return QStringLiteral("r%1 w%2 m%3 t%4 %5%6 l%7/%8 ")
+                   .arg(d->accessLevelRead()).arg(d->accessLevelWrite()).arg(d->maxUsedSystemBlock())
+                   .arg(uint(d->runtimeMembership())).arg(d->isGlobalTemplate() ? "G" : "-")
+                   .arg(d->isExclusiveTemplate() ? "E" : "-").arg(d->templateTargetAccessLevelRead())
+                   .arg(d->templateTargetAccessLevelWrite()).toLatin1() + d->parameterGroup();
+}
+
+QStringList withoutOwnInfo(QStringList lines)
+{
+    return lines.filter(QRegularExpression(QStringLiteral("^(?!stream Info.ini )")));
+}
 
 } // namespace
 
@@ -55,132 +69,82 @@ class tst_VersionStorage : public QObject
     Q_OBJECT
 
 private slots:
-    void infoBytes_data();
     void infoBytes();
-    void infoKeys_data();
-    void infoKeys();
-    void loadResult_data();
-    void loadResult();
-    void templateSection_data();
-    void templateSection();
+    void loadInfo_data();
+    void loadInfo();
     void loadStreams_data();
     void loadStreams();
     void savedStreams();
-    void roundTrip();
-    void saveLeavesOtherEntriesUntouched();
-    void instantiationData();
 };
-
-void tst_VersionStorage::infoBytes_data()
-{
-    QTest::addColumn<uint>("maxUsed");
-    QTest::addColumn<uint>("read");
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<uint>("reloadedOver9");
-
-    // The line is "MaxUsedSystemBlock=" less its first max-used characters; only the key of
-    // the line for 0 is read back, every other number is lost.
-    QTest::newRow("max-0") << 0u << 2u << QByteArray("MaxUsedSystemBlock=") << 0u;
-    QTest::newRow("max-3") << 3u << 0u << QByteArray("UsedSystemBlock=") << 9u;
-    QTest::newRow("max-19") << 19u << 1u << QByteArray() << 9u;
-    QTest::newRow("max-40") << 40u << 4294967295u << QByteArray() << 9u;
-}
 
 void tst_VersionStorage::infoBytes()
 {
-    QFETCH(uint, maxUsed);
-    QFETCH(uint, read);
-    QFETCH(QByteArray, line);
-
-    Version version(QStringLiteral("SystemBlock_1"));
-    version.definition->setMaxUsedSystemBlock(maxUsed);
-    version.definition->setAccessLevelRead(read);
-    version.definition->setAccessLevelWrite(5);
-    ScratchStorage storage;
-    version.definition->save(storage.root());
-    QCOMPARE(storage.root()->readStream(QStringLiteral("Info.ini")),
-             info(line + "\r\nLevelVisible=" + QByteArray::number(read) + "\r\nLevelWrite=5\r\n"));
-
-    Version reloaded(QStringLiteral("SystemBlock_1"));
-    reloaded.definition->setMaxUsedSystemBlock(9);
-    QVERIFY(reloaded.definition->load(storage.root()));
-    QTEST(reloaded.definition->maxUsedSystemBlock(), "reloadedOver9");
-    QCOMPARE(reloaded.definition->accessLevelRead(), read);
-    QCOMPARE(reloaded.definition->accessLevelWrite(), 5u);
+    // The line is "MaxUsedSystemBlock=" less its first N characters, N being the number.
+    const QList<QPair<uint, QByteArray>> lines{{0, "MaxUsedSystemBlock="}, {3, "UsedSystemBlock="}, {19, ""}, {40, ""}};
+    for (const auto &[maxUsed, line] : lines) {
+        Version version(QStringLiteral("SystemBlock_1"));
+        version.definition->setMaxUsedSystemBlock(maxUsed);
+        version.definition->setAccessLevelRead(maxUsed + 1);
+        version.definition->setAccessLevelWrite(5);
+        ScratchStorage storage;
+        version.definition->save(storage.root());
+        QCOMPARE(storage.root()->readStream(QStringLiteral("Info.ini")),
+                 info(line + "\r\nLevelVisible=" + QByteArray::number(maxUsed + 1) + "\r\nLevelWrite=5\r\n"));
+    }
 }
 
-void tst_VersionStorage::infoKeys_data()
+void tst_VersionStorage::loadInfo_data()
 {
     QTest::addColumn<QString>("identifier");
-    QTest::addColumn<QByteArray>("infoStream");
-    QTest::addColumn<uint>("read");
-    QTest::addColumn<uint>("write");
-    QTest::addColumn<uint>("maxUsed");
-    QTest::addColumn<uint>("membership");
-
-    // Before loading: read 5, write 1, max used system block 9, runtime membership 4.
-    auto row = [](const char *tag, const char *identifier, const QByteArray &body, uint read, uint write, uint maxUsed,
-                  uint membership) {
-        QTest::newRow(tag) << QString::fromLatin1(identifier) << info(body) << read << write << maxUsed << membership;
+    QTest::addColumn<QByteArray>("infoStream"); // null: no "Info.ini"
+    QTest::addColumn<bool>("result");
+    QTest::addColumn<QByteArray>("settings");
+    // Before loading: "r5 w1 m9 t4 GE l7/7 ", as settings() writes it.
+    auto row = [](const char *tag, const char *identifier, const QByteArray &stream, bool result, const QByteArray &settings) {
+        QTest::newRow(tag) << QString::fromLatin1(identifier) << stream << result << settings;
     };
     const char *system = "SystemBlock_1";
-    row("all-keys", system, "MaxUsedSystemBlock=4\r\nLevelVisible=3\r\nLevelWrite=2\r\n", 3, 2, 4, 0);
+    row("no-info-stream", system, QByteArray(), false, "r5 w1 m9 t4 GE l7/7 ");
+    row("all-keys", system, info("MaxUsedSystemBlock=4\r\nLevelVisible=3\r\nLevelWrite=2\r\n"), true, "r3 w2 m4 t0 GE l7/7 ");
     // Write level 6 stands for a missing key, but only where an "[Info]" section was read.
-    row("level-write-absent-gives-6", system, "LevelVisible=3\r\n", 3, 6, 9, 0);
-    QTest::newRow("no-info-section-keeps-levels") << QString::fromLatin1(system)
-            << VersionHeader + "\r\n[Other]\r\nLevelVisible=2\r\nTasks=3\r\n" << 5u << 1u << 9u << 4u;
-    row("level-visible-absent-unchanged", system, "LevelWrite=0\r\n", 5, 0, 9, 0);
-    row("keys-of-other-section", system, "\r\n[Other]\r\nLevelVisible=2\r\nLevelWrite=3\r\nTasks=3\r\n", 5, 6, 9, 0);
+    row("level-write-absent-gives-6", system, info("LevelVisible=3\r\n"), true, "r3 w6 m9 t0 GE l7/7 ");
+    row("no-info-section-keeps-levels", system, VersionHeader + "\r\n[Other]\r\nLevelVisible=2\r\nTasks=3\r\n", false,
+        "r5 w1 m9 t4 GE l7/7 ");
+    row("level-visible-absent-unchanged", system, info("LevelWrite=0\r\n"), true, "r5 w0 m9 t0 GE l7/7 ");
+    row("keys-of-other-section", system, info("\r\n[Other]\r\nLevelVisible=2\r\nLevelWrite=3\r\nTasks=3\r\n"), true,
+        "r5 w6 m9 t0 GE l7/7 ");
     // "Tasks" maps 1 to 0 and 5 to 1, and counts only for system, tool and magic blocks.
-    row("tasks-system-1", system, "Tasks=1\r\n", 5, 6, 9, 0);
-    row("tasks-system-2", system, "Tasks=2\r\n", 5, 6, 9, 2);
-    row("tasks-system-4", system, "Tasks=4\r\n", 5, 6, 9, 4);
-    row("tasks-tool-5", "ToolBlock_2", "Tasks=5\r\n", 5, 6, 9, 1);
-    row("tasks-magic-3", "MagicBlock_3", "Tasks=3\r\n", 5, 6, 9, 3);
-    row("tasks-user-3", "{6f1c1e58-3c1b-4a7e-9d3c-1b2a3c4d5e6f}", "Tasks=3\r\n", 5, 6, 9, 1);
+    row("tasks-system-1", system, info("Tasks=1\r\n"), true, "r5 w6 m9 t0 GE l7/7 ");
+    row("tasks-system-2", system, info("Tasks=2\r\n"), true, "r5 w6 m9 t2 GE l7/7 ");
+    row("tasks-system-4", system, info("Tasks=4\r\n"), true, "r5 w6 m9 t4 GE l7/7 ");
+    row("tasks-tool-5", "ToolBlock_2", info("Tasks=5\r\n"), true, "r5 w6 m9 t1 GE l7/7 ");
+    row("tasks-magic-3", "MagicBlock_3", info("Tasks=3\r\n"), true, "r5 w6 m9 t3 GE l7/7 ");
+    row("tasks-user-3", "{6f1c1e58-3c1b-4a7e-9d3c-1b2a3c4d5e6f}", info("Tasks=3\r\n"), true, "r5 w6 m9 t1 GE l7/7 ");
+    // A version made from a template carries a second type line before its "[Template]".
+    const char *templ = "TemplateBlock_1";
+    const QByteArray both = VersionHeader + TemplateHeader + "\r\n[Info]\r\nLevelVisible=1\r\n\r\n[Template]\r\n";
+    const QByteArray section("\r\n[Template]\r\n");
+    row("template-headers-on-first-lines", templ, both + "LevelEditOfCopy=4\r\nAvailableFor=Global\r\nParameterGroup=Achsen\r\n",
+        true, "r1 w6 m9 t1 G- l4/4 Achsen");
+    row("template-header-before-section", templ,
+        info("LevelVisible=1\r\n") + "\r\n" + TemplateHeader + section + "AvailableFor=EXKLUSIV\r\nLevelEditOfCopy=0\r\n", true,
+        "r1 w6 m9 t1 -E l0/0 ");
+    row("template-exclusive-is-no-value", templ, both + "AvailableFor=exclusive\r\n", true, "r1 w6 m9 t1 -- l7/7 ");
+    row("template-absent-keys-unchanged", templ, both + "ParameterGroup=Gr\xFC\xDF" "e 1\r\n", true,
+        "r1 w6 m9 t1 GE l7/7 Gr\xFC\xDF" "e 1");
+    row("template-section-without-header", templ, info(QByteArray()) + section + "AvailableFor=global\r\nLevelEditOfCopy=2\r\n",
+        true, "r5 w6 m9 t1 GE l7/7 ");
+    // Only the template header: nothing but the template section and the local blocks is read.
+    row("template-header-only", templ, TemplateHeader + "\r\n[Info]\r\nLevelVisible=1\r\n" + section
+        + "AvailableFor=global\r\nLevelEditOfCopy=3\r\n", false, "r5 w1 m9 t4 G- l3/3 ");
 }
 
-void tst_VersionStorage::infoKeys()
+void tst_VersionStorage::loadInfo()
 {
     QFETCH(QString, identifier);
     QFETCH(QByteArray, infoStream);
-
-    ScratchStorage storage;
-    storage.root()->writeStream(QStringLiteral("Info.ini"), infoStream);
-    Version version(identifier);
-    version.definition->setAccessLevelRead(5);
-    version.definition->setAccessLevelWrite(1);
-    version.definition->setMaxUsedSystemBlock(9);
-    version.definition->setRuntimeMembership(eRuntimeMembershipTask4);
-    QCOMPARE(version.definition->load(storage.root()), infoStream.contains("[Info]"));
-    QTEST(version.definition->accessLevelRead(), "read");
-    QTEST(version.definition->accessLevelWrite(), "write");
-    QTEST(version.definition->maxUsedSystemBlock(), "maxUsed");
-    QTEST(uint(version.definition->runtimeMembership()), "membership");
-}
-
-void tst_VersionStorage::loadResult_data()
-{
-    QTest::addColumn<QByteArray>("infoStream"); // null: no "Info.ini"
-    QTest::addColumn<bool>("result");
-    QTest::addColumn<bool>("contentsRead");
-    QTest::addColumn<bool>("localBlocksRead");
-
-    QTest::newRow("no-info-stream") << QByteArray() << false << false << false;
-    QTest::newRow("template-kind-only") << TemplateHeader + "\r\n[Info]\r\n" << false << false << true;
-    QTest::newRow("no-info-section") << VersionHeader + "\r\n[Other]\r\nLevelVisible=1\r\n" << false << true << true;
-    QTest::newRow("info-section") << info("LevelWrite=6\r\n") << true << true << true;
-}
-
-void tst_VersionStorage::loadResult()
-{
-    QFETCH(QByteArray, infoStream);
-    QFETCH(bool, contentsRead);
-    QFETCH(bool, localBlocksRead);
-
     // A version with something in every entry, saved and then given another "Info.ini".
-    Version source;
-    source.definition->setAccessLevelWrite(6);
+    Version source(identifier);
     source.definition->createPin(1)->setFunction(eBlockPinFunctionOutput);
     source.definition->setCodeText(codeStream(0, "code"));
     source.definition->setDescriptionText("description");
@@ -190,72 +154,42 @@ void tst_VersionStorage::loadResult()
     source.definition->localBlockLibrary()->insertBlock(local);
     ScratchStorage storage;
     source.definition->save(storage.root());
-    StorageTreeText::write(storage.root(), {{"Wizard/Definition.txt", "wizard"}, {"KsbBinaries/1/General.bin", "ksb"}});
+    StorageTreeText::write(storage.root(), {{"Wizard/Definition.txt", "wizard"}, {"KsbBinaries/1/General.bin", "ksb"},
+                                            {"Images/IconLarge.gif", "gif"}, {"Interface/Notes.txt", "notes"}, {"Extra/x", "x"}});
     if (infoStream.isNull())
         storage.root()->removeStream(QStringLiteral("Info.ini"));
     else
         storage.root()->writeStream(QStringLiteral("Info.ini"), infoStream);
-
-    // What is not read stays as in a new version; local blocks are read on their own.
-    Version expected;
-    expected.definition->setAccessLevelWrite(6);
-    if (localBlocksRead) {
+    Version loaded(identifier), expected(identifier);
+    loaded.definition->setAccessLevelRead(5);
+    loaded.definition->setAccessLevelWrite(1);
+    loaded.definition->setMaxUsedSystemBlock(9);
+    loaded.definition->setRuntimeMembership(eRuntimeMembershipTask4);
+    loaded.definition->setGlobalTemplate(true);
+    loaded.definition->setExclusiveTemplate(true);
+    loaded.definition->setTemplateTargetAccessLevelRead(7);
+    loaded.definition->setTemplateTargetAccessLevelWrite(7);
+    QTEST(loaded.definition->load(storage.root()), "result");
+    QTEST(settings(loaded.definition), "settings");
+    // The contents are read from a version's own kind of stream only, local blocks always.
+    const bool contents = infoStream.startsWith(VersionHeader);
+    if (!infoStream.isNull()) {
         expected.definition->localBlockLibrary()->insertBlock(Block::createBlock(local->identifier()));
         expected.definition->localBlockLibrary()->block(local->identifier())->createDefinition();
     }
-    Version loaded;
-    loaded.definition->setAccessLevelWrite(6);
-    QTEST(loaded.definition->load(storage.root()), "result");
-    QCOMPARE(StoredForm::of(loaded.definition), StoredForm::of(contentsRead ? source.definition : expected.definition));
-    QCOMPARE(loaded.definition->wizardDefinition(), contentsRead ? QByteArray("wizard") : QByteArray());
-    QCOMPARE(loaded.definition->instantiationData()->ksbBinaries(1), contentsRead ? QList<unsigned int>{1} : QList<unsigned int>());
-}
-
-void tst_VersionStorage::templateSection_data()
-{
-    QTest::addColumn<QByteArray>("infoStream");
-    QTest::addColumn<bool>("result");
-    QTest::addColumn<bool>("global");
-    QTest::addColumn<bool>("exclusive");
-    QTest::addColumn<uint>("targetLevel");
-    QTest::addColumn<QByteArray>("parameterGroup");
-
-    // Before loading: global and exclusive, target levels 7.
-    const QByteArray infoSection("[Info]\r\nLevelVisible=1\r\n");
-    const QByteArray both = VersionHeader + TemplateHeader + "\r\n" + infoSection + "\r\n[Template]\r\n";
-    const QByteArray section("\r\n[Template]\r\n");
-    QTest::newRow("headers-on-first-lines") << both + "LevelEditOfCopy=4\r\nAvailableFor=Global\r\nParameterGroup=Achsen\r\n"
-                                            << true << true << false << 4u << QByteArray("Achsen");
-    QTest::newRow("header-before-template-section")
-            << info("LevelVisible=1\r\n") + "\r\n" + TemplateHeader + section + "AvailableFor=EXKLUSIV\r\nLevelEditOfCopy=0\r\n"
-            << true << false << true << 0u << QByteArray();
-    QTest::newRow("exclusive-is-no-value") << both + "AvailableFor=exclusive\r\n" << true << false << false << 7u << QByteArray();
-    QTest::newRow("absent-keys-unchanged") << both + "ParameterGroup=Gr\xFC\xDF" "e 1\r\n" << true << true << true << 7u
-                                           << QByteArray("Gr\xFC\xDF" "e 1");
-    QTest::newRow("no-template-header") << info(QByteArray()) + section + "AvailableFor=global\r\nLevelEditOfCopy=2\r\nParameterGroup=X\r\n"
-                                        << true << true << true << 7u << QByteArray();
-    QTest::newRow("template-header-only") << TemplateHeader + "\r\n" + infoSection + section + "AvailableFor=global\r\nLevelEditOfCopy=3\r\n"
-                                          << false << true << false << 3u << QByteArray();
-}
-
-void tst_VersionStorage::templateSection()
-{
-    QFETCH(QByteArray, infoStream);
-    QFETCH(uint, targetLevel);
-
-    ScratchStorage storage;
-    storage.root()->writeStream(QStringLiteral("Info.ini"), infoStream);
-    Version version(QStringLiteral("TemplateBlock_1"));
-    version.definition->setGlobalTemplate(true);
-    version.definition->setExclusiveTemplate(true);
-    version.definition->setTemplateTargetAccessLevelRead(7);
-    version.definition->setTemplateTargetAccessLevelWrite(7);
-    QTEST(version.definition->load(storage.root()), "result");
-    QTEST(version.definition->isGlobalTemplate(), "global");
-    QTEST(version.definition->isExclusiveTemplate(), "exclusive");
-    QCOMPARE(version.definition->templateTargetAccessLevelRead(), targetLevel);
-    QCOMPARE(version.definition->templateTargetAccessLevelWrite(), targetLevel);
-    QTEST(version.definition->parameterGroup(), "parameterGroup");
+    QCOMPARE(withoutOwnInfo(StoredForm::of(loaded.definition)),
+             withoutOwnInfo(StoredForm::of(contents ? source.definition : expected.definition)));
+    QCOMPARE(loaded.definition->wizardDefinition(), contents ? QByteArray("wizard") : QByteArray());
+    QCOMPARE(loaded.definition->instantiationData()->ksbBinaries(1), contents ? QList<unsigned int>{1} : QList<unsigned int>());
+    // Saved over the storage, the version writes what it writes into an empty one, "Info.ini"
+    // whole, and leaves every other entry there, such as the stream of a deleted pin.
+    loaded.definition->deletePin(1);
+    loaded.definition->setDescriptionText(QByteArray());
+    QMap<QString, QString> tree;
+    for (const QString &line : withoutOwnInfo(StorageTreeText::lines(storage.root())) + StoredForm::of(loaded.definition))
+        tree.insert(line.section(QLatin1Char(' '), 0, 1), line);
+    loaded.definition->save(storage.root());
+    QCOMPARE(StorageTreeText::lines(storage.root()), tree.values());
 }
 
 // What one aspect of a loaded version reads, as one line of text.
@@ -270,6 +204,19 @@ QByteArray readAspect(const BlockDefinition *definition, const QByteArray &name)
     if (name == "images")
         return definition->smallListImageName().toUtf8() + ':' + definition->smallListImage() + ' '
                 + definition->largeListImageName().toUtf8() + ':' + definition->largeListImage();
+    BlockInstantiationData *data = definition->instantiationData();
+    if (name == "instantiation") {
+        // Binaries of family 2 and one binary; target parameters of family 3; three values.
+        QList<unsigned int> family2 = data->ksbBinaries(2);
+        std::sort(family2.begin(), family2.end());
+        QByteArray text;
+        for (unsigned int number : family2)
+            text += QByteArray::number(number) + ',';
+        text += data->ksbBinary(3, 4) + ' ' + data->targetParameter(3).join(QLatin1Char(',')).toLatin1();
+        for (auto [family, parameter] : QList<QPair<int, QString>>{{3, "B[2]"}, {5, "B[2]"}, {5, "A"}})
+            text += ' ' + data->targetParameterPropertyValue(family, parameter, 109).toLatin1();
+        return text;
+    }
     // The enable pin is the definition's own and never read from the file.
     QByteArray pins;
     for (int number : definition->pins()) {
@@ -286,7 +233,6 @@ void tst_VersionStorage::loadStreams_data()
     QTest::addColumn<Streams>("streams");
     QTest::addColumn<QByteArray>("aspect");
     QTest::addColumn<QByteArray>("expected");
-
     auto row = [](const char *tag, const Streams &streams, const QByteArray &aspect, const QByteArray &expected) {
         QTest::newRow(tag) << streams << aspect << expected;
     };
@@ -304,7 +250,6 @@ void tst_VersionStorage::loadStreams_data()
     row("image-two-suffixes-ignored", {{"Images/IconSmall.x.png", "s"}}, "images", ": :");
     row("image-base-name-case", {{"Images/iconsmall.png", "s"}, {"Images/ICONLARGE.png", "l"}}, "images", ": :");
     row("image-other-base-name", {{"Images/Icon.png", "s"}, {"Images/IconSmall2.png", "s"}}, "images", ": :");
-
     const QByteArray input = pinStream(1, "IN");
     const QByteArray skin = ";type=\"blockskin\" version=\"0\"\r\n\r\n[Skin]\r\nInputPinOrder=2\r\n";
     const QByteArray pin2 = "-1:enable/1 2:IN/1 ";
@@ -318,13 +263,23 @@ void tst_VersionStorage::loadStreams_data()
     row("pin-skin-header", {{"Interface/Pin_2.ini", skin}}, "pins", none);
     row("skin", {{"Interface/Pin_2.ini", input}, {"Interface/DefaultSkin", skin}}, "pins", pin2 + "order 2");
     row("skin-pin-header", {{"Interface/Pin_2.ini", input}, {"Interface/DefaultSkin", input}}, "pins", pin2);
+    // Binaries are read per number and family, values in the listed order and per family.
+    const QByteArray valueHeader(";type=\"parametervalue\" version=\"0\"\r\n\r\n");
+    row("instantiation-data",
+        {{"KsbBinaries/4/General.bin", "g4"}, {"KsbBinaries/4/Family_2.bin", "f2-4"}, {"KsbBinaries/7/Family_2.bin", "f2-7"},
+         {"KsbBinaries/7/Family_x.bin", "x"}, {"KsbBinaries/x/General.bin", "x"}, {"KsbBinaries/8/Other.bin", "x"},
+         {"ParameterValues/order.txt", ";type=\"order\" version=\"0\"\r\nB[2].ini\r\n  A.ini  \r\n\r\n;A.ini\r\nC.ini\r\nMissing.ini\r\n"},
+         {"ParameterValues/B[2].ini", valueHeader + "[General]\r\nValue=1\r\n\r\n[Family_3]\r\nValue=2\r\n\r\n[Other]\r\nValue=9\r\n"},
+         {"ParameterValues/A.ini", valueHeader + "[General]\r\nValue=a\r\n\r\n[Family_x]\r\nValue=x\r\n"},
+         {"ParameterValues/C.ini", "[General]\r\nValue=c\r\n"},
+         {"ParameterValues/D.ini", valueHeader + "[General]\r\nValue=d\r\n"}},
+        "instantiation", "4,7,g4 B[2],A 2 1 a");
 }
 
 void tst_VersionStorage::loadStreams()
 {
     QFETCH(Streams, streams);
     QFETCH(QByteArray, aspect);
-
     ScratchStorage storage;
     storage.root()->writeStream(QStringLiteral("Info.ini"), info(QByteArray()));
     StorageTreeText::write(storage.root(), streams);
@@ -341,8 +296,8 @@ void tst_VersionStorage::savedStreams()
     QCOMPARE(StoredForm::of(version.definition).filter(QRegularExpression(QStringLiteral("^(?!.*(Info.ini|DefaultSkin))"))),
              QStringList({"storage Blocks", "storage Images", "storage Interface", "storage Parameter", "stream Blocks/Content.txt 0 ",
                           "stream Code.txt 0 "}));
-
-    // Everything is written raw; an open code editor stores the text under edit first.
+    // Everything is written raw, pins and skin in Latin-1; an open code editor stores the
+    // text under edit first. The enable pin is never written.
     version.definition->setCodeText(codeStream(0, "old"));
     CodeStandIn code(version.definition, codeStream(0, "edited"));
     CodeEditorAccess::setCode(version.definition, &code);
@@ -350,28 +305,6 @@ void tst_VersionStorage::savedStreams()
     version.definition->setDescriptionText("<p>Gr\xC3\xB6\xC3\x9F" "e</p>");
     version.definition->setSmallListImage(QStringLiteral("png"), png);
     version.definition->setLargeListImage(QStringLiteral("bmp"), "BM-large");
-    ScratchStorage storage;
-    version.definition->save(storage.root());
-    QCOMPARE(code.saves, 1);
-    QCOMPARE(code.updates, 0);
-    QCOMPARE(storage.root()->readStream(QStringLiteral("Code.txt")), codeStream(0, "edited"));
-    QCOMPARE(storage.root()->readStream(QStringLiteral("Description")), QByteArray("<p>Gr\xC3\xB6\xC3\x9F" "e</p>"));
-    FileStorageView *images = storage.root()->storage(QStringLiteral("Images"));
-    QCOMPARE(images->readStream(QStringLiteral("IconSmall.png")), png);
-    QCOMPARE(images->readStream(QStringLiteral("IconLarge.bmp")), QByteArray("BM-large"));
-
-    // When two streams qualify for one image, the one listed last wins.
-    images->writeStream(QStringLiteral("IconSmall.bmp"), "bmp");
-    const bool bmpLast = images->streamNames().indexOf(QStringLiteral("IconSmall.bmp"))
-            > images->streamNames().indexOf(QStringLiteral("IconSmall.png"));
-    Version loaded;
-    QVERIFY(loaded.definition->load(storage.root()));
-    QCOMPARE(loaded.definition->smallListImage(), bmpLast ? QByteArray("bmp") : png);
-}
-
-void tst_VersionStorage::roundTrip()
-{
-    Version version;
     BlockPin *input = version.definition->createPin(1);
     input->setFunction(eBlockPinFunctionInput);
     input->setSimpleType(4);
@@ -385,89 +318,27 @@ void tst_VersionStorage::roundTrip()
     version.definition->defaultSkin()->setOutputPinOrder({12});
     ScratchStorage storage;
     version.definition->save(storage.root());
-    // Pins and skin are written in Latin-1; the enable pin is never written.
+    QCOMPARE(code.saves, 1);
+    QCOMPARE(code.updates, 0);
     FileStorageView *interface = storage.root()->storage(QStringLiteral("Interface"));
+    FileStorageView *images = storage.root()->storage(QStringLiteral("Images"));
+    const QList<QPair<FileStorageView *, Streams>> expected{
+            {storage.root(), {{"Code.txt", codeStream(0, "edited")}, {"Description", "<p>Gr\xC3\xB6\xC3\x9F" "e</p>"}}},
+            {images, {{"IconSmall.png", png}, {"IconLarge.bmp", "BM-large"}}},
+            {interface, {{"Pin_1.ini", ";type=\"pin\" version=\"0\"\r\n\r\n[Pin]\r\nDatatype=4\r\nFunction=1\r\nShortName=St\xE4rke\r\n\r\n"
+                                       "[Names]\r\n1=Gr\xF6\xDF" "e\r\n2=Size\r\n"},
+                         {"DefaultSkin", ";type=\"blockskin\" version=\"0\"\r\n\r\n[Skin]\r\nInputPinOrder=3,1\r\nOutputPinOrder=12\r\n"}}}};
+    for (const auto &[view, streams] : expected) {
+        for (const auto &[name, bytes] : streams)
+            QCOMPARE(view->readStream(name), bytes);
+    }
     QStringList names = interface->streamNames();
     names.sort();
     QCOMPARE(names, QStringList({"DefaultSkin", "Pin_1.ini", "Pin_12.ini", "Pin_3.ini"}));
-    QCOMPARE(interface->readStream(QStringLiteral("Pin_1.ini")),
-             QByteArray(";type=\"pin\" version=\"0\"\r\n\r\n[Pin]\r\nDatatype=4\r\nFunction=1\r\nShortName=St\xE4rke\r\n\r\n"
-                        "[Names]\r\n1=Gr\xF6\xDF" "e\r\n2=Size\r\n"));
-    QCOMPARE(interface->readStream(QStringLiteral("DefaultSkin")),
-             QByteArray(";type=\"blockskin\" version=\"0\"\r\n\r\n[Skin]\r\nInputPinOrder=3,1\r\nOutputPinOrder=12\r\n"));
     // Loaded and saved again, the version writes the same tree.
     Version loaded;
     QVERIFY(loaded.definition->load(storage.root()));
     QCOMPARE(StoredForm::of(loaded.definition), StorageTreeText::lines(storage.root()));
-}
-
-void tst_VersionStorage::saveLeavesOtherEntriesUntouched()
-{
-    ScratchStorage storage;
-    StorageTreeText::write(storage.root(),
-                           {{"Info.ini", VersionHeader + TemplateHeader + "\r\n[Info]\r\nLevelVisible=1\r\nLevelWrite=6\r\n\r\n[Template]\r\nAvailableFor=global\r\n"},
-                            {"KsbBinaries/4/General.bin", "ksb"},
-                            {"ParameterValues/order.txt", ";type=\"order\" version=\"0\"\r\n"},
-                            {"ParameterLevel", "levels"},
-                            {"Wizard/Definition.txt", "wizard"},
-                            {"ExtraStorage/x", "x"},
-                            {"Images/IconLarge.gif", "gif"},
-                            {"Interface/Pin_9.ini", pinStream(2, "OLD")},
-                            {"Interface/Notes.txt", "notes"},
-                            {"Description", "old description"}});
-    QStringList before = StorageTreeText::lines(storage.root());
-
-    Version version(QStringLiteral("TemplateBlock_1"));
-    QVERIFY(version.definition->load(storage.root()));
-    QVERIFY(version.definition->isGlobalTemplate());
-    version.definition->deletePin(9);
-    version.definition->setDescriptionText(QByteArray());
-    version.definition->createPin(2)->setFunction(eBlockPinFunctionInput);
-    version.definition->save(storage.root());
-
-    // "Info.ini" is rewritten whole and loses the template header and section.
-    QCOMPARE(storage.root()->readStream(QStringLiteral("Info.ini")), info("MaxUsedSystemBlock=\r\nLevelVisible=1\r\nLevelWrite=6\r\n"));
-    // Everything else that was there stays, next to what a save into an empty storage writes.
-    before.removeIf([](const QString &line) { return line.startsWith(QLatin1String("stream Info.ini ")); });
-    QSet<QString> expected(before.cbegin(), before.cend());
-    const QStringList written = StoredForm::of(version.definition);
-    expected.unite(QSet<QString>(written.cbegin(), written.cend()));
-    QStringList expectedLines = expected.values();
-    expectedLines.sort();
-    QCOMPARE(StorageTreeText::lines(storage.root()), expectedLines);
-}
-
-void tst_VersionStorage::instantiationData()
-{
-    ScratchStorage storage;
-    const QByteArray valueHeader(";type=\"parametervalue\" version=\"0\"\r\n\r\n");
-    StorageTreeText::write(
-            storage.root(),
-            {{"Info.ini", info(QByteArray())},
-             {"KsbBinaries/4/General.bin", "g4"},
-             {"KsbBinaries/4/Family_2.bin", "f2-4"},
-             {"KsbBinaries/7/Family_2.bin", "f2-7"},
-             {"KsbBinaries/7/Family_x.bin", "ignored"},
-             {"KsbBinaries/x/General.bin", "ignored"},
-             {"KsbBinaries/8/Other.bin", "ignored"},
-             {"ParameterValues/order.txt", ";type=\"order\" version=\"0\"\r\nB[2].ini\r\n  A.ini  \r\n\r\n;A.ini\r\nC.ini\r\nMissing.ini\r\n"},
-             {"ParameterValues/B[2].ini", valueHeader + "[General]\r\nValue=1\r\n\r\n[Family_3]\r\nValue=2\r\n\r\n[Other]\r\nValue=9\r\n"},
-             {"ParameterValues/A.ini", valueHeader + "[General]\r\nValue=a\r\n\r\n[Family_x]\r\nValue=x\r\n"},
-             {"ParameterValues/C.ini", "[General]\r\nValue=c\r\n"},
-             {"ParameterValues/D.ini", valueHeader + "[General]\r\nValue=d\r\n"}});
-    Version version;
-    QVERIFY(version.definition->load(storage.root()));
-    BlockInstantiationData *data = version.definition->instantiationData();
-
-    // Binaries are read per number and family, values in the listed order and per family.
-    QList<unsigned int> family2 = data->ksbBinaries(2);
-    std::sort(family2.begin(), family2.end());
-    QCOMPARE(family2, QList<unsigned int>({4, 7}));
-    QCOMPARE(data->ksbBinary(3, 4), QByteArray("g4"));
-    QCOMPARE(data->targetParameter(3), QList<QString>({"B[2]", "A"}));
-    QCOMPARE(data->targetParameterPropertyValue(3, QStringLiteral("B[2]"), 109), QStringLiteral("2"));
-    QCOMPARE(data->targetParameterPropertyValue(5, QStringLiteral("B[2]"), 109), QStringLiteral("1"));
-    QCOMPARE(data->targetParameterPropertyValue(5, QStringLiteral("A"), 109), QStringLiteral("a"));
 }
 
 QTEST_MAIN(tst_VersionStorage)
