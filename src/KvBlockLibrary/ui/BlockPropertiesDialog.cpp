@@ -15,7 +15,7 @@ BlockPropertiesDialogPrivate::BlockPropertiesDialogPrivate(BlockPropertiesDialog
 {
 }
 
-void BlockPropertiesDialogPrivate::setContent(QWidget *newContent, Mode contentMode, bool contentReadOnly)
+void BlockPropertiesDialogPrivate::setContent(QWidget *newContent, int contentMode, bool contentReadOnly)
 {
     content = newContent;
     readOnly = contentReadOnly;

@@ -18,8 +18,9 @@ public:
     explicit BlockPropertiesDialogPrivate(BlockPropertiesDialog *q);
 
     // Stores the content and builds the frame; in Checked mode Ok follows the plausibility
-    // of the support's values.
-    void setContent(QWidget *content, Mode contentMode, bool contentReadOnly);
+    // of the support's values. Invokable, so that the checked frame can be driven without
+    // the parameter view that normally asks for it.
+    Q_INVOKABLE void setContent(QWidget *content, int contentMode, bool contentReadOnly);
     void buildFrame();
 
     bool readOnly = true;

@@ -132,6 +132,10 @@ void BlockSkinPinList::updateView()
         if (identifier != 0 && !d->pinOrder.contains(identifier))
             delete takeTopLevelItem(i);
     }
+    // A new pin must not take a number the definition or this order uses already.
+    QList<int> taken = d->definition->pins() + d->pinOrder;
+    for (int number : taken)
+        d->nextNewPinIdentifier = qMax(d->nextNewPinIdentifier, number + 1);
     setItemPinIsActive(0);
 }
 
