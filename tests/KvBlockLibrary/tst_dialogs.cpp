@@ -303,6 +303,8 @@ void tst_Dialogs::damagedDefinitions_data()
     // Items sort by position; a pin the order names without a pin shows an empty row.
     QTest::newRow("order-names-missing-pin") << QList<int>{9, 1, 5} << 4 << QStringList{"1", "2", "3"}
                                              << QStringLiteral("Ganzzahl 16 Bit mit Vorzeichen");
+    QTest::newRow("no-stored-order-shows-own-order") << QList<int>{} << 4 << QStringList{"1", "2"}
+                                                     << QStringLiteral("Ganzzahl 16 Bit mit Vorzeichen");
     QTest::newRow("pin-missing-from-order") << QList<int>{5} << 4 << QStringList{"1"}
                                             << QStringLiteral("Ganzzahl 16 Bit mit Vorzeichen");
     QTest::newRow("unknown-data-type") << QList<int>{1, 5} << 99 << QStringList{"1", "2"} << QStringLiteral("Unbekannt");
@@ -320,19 +322,20 @@ void tst_Dialogs::damagedDefinitions()
     sample.definition->defaultSkin()->setInputPinOrder(inputOrder);
     sample.definition->pin(1)->setSimpleType(tSimpleType(unknownType));
     const QStringList before = StoredForm::of(sample.block);
+    const bool showsPin1 = inputOrder.isEmpty() || inputOrder.contains(1);
     QStringList positions;
     QString type;
     QVERIFY(!runDialog(sample.definition, false, [&](QDialog *dialog) {
         auto *inputs = child<BlockSkinPinList>(dialog, "inputPinList");
         for (int i = 0; i < inputs->topLevelItemCount(); ++i)
             positions << inputs->topLevelItem(i)->text(2);
-        selectPin(dialog, "inputPinList", inputOrder.contains(1) ? 1 : 5);
+        selectPin(dialog, "inputPinList", showsPin1 ? 1 : 5);
         type = child<QComboBox>(dialog, "datatypeComboBox")->currentText();
         child<QPushButton>(dialog, "newInputButton")->click();
     }, QDialogButtonBox::Cancel));
 
     QCOMPARE(positions, shownPositions);
-    QCOMPARE(type, inputOrder.contains(1) ? shownType : QStringLiteral("Boolescher Wert"));
+    QCOMPARE(type, showsPin1 ? shownType : QStringLiteral("Boolescher Wert"));
     QCOMPARE(StoredForm::of(sample.block), before);
 }
 

@@ -38,6 +38,8 @@ void BlockPropertiesDialogPrivate::buildFrame()
     layout->addWidget(buttonBox);
     buttonBox->setCenterButtons(true);
     statusLabel->setAlignment(Qt::AlignHCenter);
+    // An empty status line takes no room from the content.
+    statusLabel->setVisible(!statusLabel->text().isEmpty());
     connect(buttonBox, &QDialogButtonBox::accepted, q, &QDialog::accept);
     connect(buttonBox, &QDialogButtonBox::rejected, q, &QDialog::reject);
     if (mode == Checked)
@@ -51,6 +53,7 @@ void BlockPropertiesDialogPrivate::updateValidityStatus(bool valid)
         return;
     ok->setEnabled(valid);
     statusLabel->setText(valid ? QString() : support->evaluator()->lastMessage());
+    statusLabel->setVisible(!statusLabel->text().isEmpty());
 }
 
 BlockPropertiesDialog::BlockPropertiesDialog(QWidget *parent)

@@ -8,6 +8,7 @@
 #include <KvDatatype/DatatypeProvider.h>
 
 #include <QtGui/QIcon>
+#include <QtWidgets/QHeaderView>
 
 namespace {
 // The language a new pin's name is made in.
@@ -80,6 +81,8 @@ void BlockSkinPinList::setPinFunction(int function)
     setRootIsDecorated(false);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setAlternatingRowColors(true);
+    // The lists are narrow: columns as wide as their texts, so that all three stay in view.
+    header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     setSortingEnabled(true);
     sortByColumn(BlockSkinPinListPrivate::PositionColumn, Qt::AscendingOrder);
     connect(this, &QTreeWidget::currentItemChanged, this, &BlockSkinPinList::showCurrentItemProperties,
@@ -111,7 +114,8 @@ void BlockSkinPinList::updateView()
     if (!d->definition)
         return;
     BlockSkin *skin = d->definition->defaultSkin();
-    QList<int> order = d->pinFunction == eBlockPinFunctionInput ? skin->inputPinOrder() : skin->outputPinOrder();
+    // The drawn order: the stored one, or the definition's own when none is stored.
+    QList<int> order = d->pinFunction == eBlockPinFunctionInput ? skin->inputPins() : skin->outputPins();
     order.removeOne(-1);
     d->pinOrder = QList<qint32>{0} + order;
 

@@ -53,6 +53,8 @@ void TextWidgetProviderPrivate::buildField(Entry &entry)
     entry.field = new QWidget;
     auto *form = new QFormLayout(entry.field);
     form->setContentsMargins(0, 0, 0, 0);
+    // The languages of one text sit close together, apart from the form's other rows.
+    form->setVerticalSpacing(2);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     LanguageManager *languages = LanguageManager::instance();
     const QList<int> shown = multilingual ? languages->languageList() : QList<int>{language};
