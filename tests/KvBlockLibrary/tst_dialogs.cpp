@@ -190,6 +190,7 @@ void tst_Dialogs::okWritesBackCancelLeavesModel()
     }
     QCOMPARE(sample.block->shortName(), QStringLiteral("PID2"));
     QCOMPARE(sample.definition->defaultSkin()->inputPinOrder(), (QList<int>{1, 5, 6}));
+    QVERIFY(sample.definition->pin(6));
     QCOMPARE(sample.definition->pin(6)->shortName(), QStringLiteral("newPin"));
     QCOMPARE(int(sample.definition->pin(6)->datatype()), 1);
 }
