@@ -168,6 +168,11 @@ public:
     // Makes this definition an independent copy of source. Emits changed() once.
     void cloneFrom(const BlockDefinition *source);
 
+    // Shows the properties of this version in a modal dialog over the main window; the edits
+    // reach the definition (and its block's names) only when the user accepts. family chooses
+    // the parameter shown for a parameter-definition block. True when the dialog was accepted.
+    bool showPropertiesView(bool readOnly, unsigned int family);
+
 signals:
     // Any content change, including every pin change.
     void changed();
