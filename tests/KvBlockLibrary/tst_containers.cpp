@@ -113,9 +113,7 @@ private slots:
         const QByteArray block(";type=\"block\" version=\"0\"\r\n");
         const Streams twoBlocks = info("[Info]\r\n") + Streams{{QStringLiteral("Blocks/SystemBlock_1/Info.ini"), block},
                                                                 {QStringLiteral("Blocks/SystemBlock_2/Info.ini"), block}};
-        const auto load = [](const Streams &streams, bool withBlocks = true) {
-            return Step([=](TestContainer &c) { return loadFrom(c, streams, withBlocks); });
-        };
+        const auto load = [](const Streams &s, bool blocks = true) { return Step([=](TestContainer &c) { return loadFrom(c, s, blocks); }); };
         // Types below 255 are fixed; only the file makes a container fixed, setType() cannot.
         const auto setType = [](uint type, uint expected) { return Step([=](TestContainer &c) { return c.setType(type), c.type() == expected; }); };
         QTest::newRow("plain-properties-silent") << nothing << plainProperties << true << B() << false;
@@ -210,8 +208,7 @@ private slots:
         QVERIFY(!container.isLocalContainer());
         QSignalSpy modified(&container, &BlockLibraryContainer::modifiedChanged);
         QVERIFY(loadFrom(container, info("[Info]\r\nIdentifier={other}\r\nReadOnly=0\r\nType=255\r\n\r\n[Names]\r\n1=Ersatz\r\n")));
-        container.setIdentifier(QStringLiteral("{set}"));
-        container.setReadOnly(false);
+        container.setIdentifier(QStringLiteral("{set}")), container.setReadOnly(false);
         QCOMPARE(container.identifier(), QStringLiteral("fallback"));
         QVERIFY(container.readOnly() && container.library()->readOnly());
         // The stored description says what the container answers, not what was set or loaded.

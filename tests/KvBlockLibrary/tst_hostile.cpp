@@ -29,9 +29,8 @@ private slots:
     {
         QTest::addColumn<int>("depth");
         QTest::addColumn<int>("tooDeepFor"); // 0: nothing, 1: a file, 2: a file and a contents text
-        // Each local level takes three storage levels (Blocks, the block, its version) below the
-        // top block's version, which is at level 3 in a file and at level 1 in a contents text.
-        // The storage holds 512 levels.
+        // Each local level takes three storage levels (Blocks, the block, its version) below the top block's
+        // version, at level 3 in a file and at level 1 in a contents text. The storage holds 512 levels.
         QTest::newRow("deepest-storable") << 169 << 0;
         QTest::newRow("too-deep-for-a-file") << 170 << 1;
         QTest::newRow("too-deep-for-contents") << 171 << 2;
@@ -63,8 +62,7 @@ private slots:
             QTest::ignoreMessage(QtWarningMsg, "LxFileSystem: storage \"V0\" would nest deeper than 512 levels; it is not created");
         for (int i = 0; tooDeepFor == 2 && i < 2; ++i) // for the contents text and for the fallback copy
             QTest::ignoreMessage(QtWarningMsg, "LxFileSystem: storage \"Number_0\" would nest deeper than 512 levels; it is not created");
-        // A block that cannot be written whole has no contents text and gets no fallback copy,
-        // rather than one that loads without its deepest blocks.
+        // A block that cannot be written whole gets no contents text and no fallback copy, not a cut one.
         QCOMPARE(top->saveContents().isEmpty(), tooDeepFor == 2);
         FallbackBlockContainer fallback;
         QSignalSpy modified(&fallback, &BlockLibraryContainer::modifiedChanged);

@@ -35,10 +35,7 @@ Block *makeBlock(const QString &identifier, const QString &groupPath = QString()
 }
 
 // A block storage's "Info.ini" as a block writes it, reduced to the short name.
-QByteArray blockInfo(const QByteArray &shortName)
-{
-    return ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nShortName=" + shortName + "\r\n";
-}
+QByteArray blockInfo(const QByteArray &shortName) { return ";type=\"block\" version=\"0\"\r\n\r\n[Info]\r\nShortName=" + shortName + "\r\n"; }
 
 } // namespace
 
@@ -85,12 +82,12 @@ private slots:
         library->insertBlock(makeBlock(QStringLiteral("RootBlock"), QString()));
         library->insertBlock(makeBlock(UserA, QStringLiteral("A/B")));
         library->insertBlock(makeBlock(QStringLiteral("MagicBlock_1"), QStringLiteral("A")));
-        // Groups by exact, case-sensitive path, no prefix; identifiers in plain string order:
-        // case-sensitive, digit by digit, braces after letters.
+        // Groups by exact, case-sensitive path; plain string order: digit by digit, braces after letters.
         QStringList listed;
         for (const QString &path : {QStringLiteral("A"), QStringLiteral("A/B"), QString(), QStringLiteral("a"), QStringLiteral("A/")})
             listed << library->blockIdentifiers(path).join(QLatin1Char(' '));
-        QCOMPARE(listed, (QStringList{QStringLiteral("MagicBlock_1 SystemBlock_10"), UserA, QStringLiteral("RootBlock"), QStringLiteral("SystemBlock_9"), QString()}));
+        QCOMPARE(listed, (QStringList{QStringLiteral("MagicBlock_1 SystemBlock_10"), UserA, QStringLiteral("RootBlock"),
+                                      QStringLiteral("SystemBlock_9"), QString()}));
         QCOMPARE(library->blockIdentifiers(), (QList<QString>{QStringLiteral("MagicBlock_1"), QStringLiteral("RootBlock"),
                                                               QStringLiteral("SystemBlock_10"), QStringLiteral("SystemBlock_9"), UserA, UserB}));
         // Whoever hears groupsChanged() already sees the new grouping.
@@ -123,8 +120,7 @@ private slots:
         QSignalSpy contents(library, &BlockLibrary::contentsChanged);
         library->clear();
         QCOMPARE(contents.count(), 0);
-        // A block replaced under its identifier is still owned but no longer counted: clearing
-        // passes it by, and it goes with the library.
+        // A block replaced under its identifier is still owned, not counted, and left by clear() to go with the library.
         QObject user;
         QPointer<Block> replaced = makeBlock(UserA, QStringLiteral("first"));
         replaced->createDefinition()->registerInstance(&user);
@@ -170,8 +166,9 @@ private slots:
         versioned->createDefinition(0);
         versioned->createDefinition(3)->setDescriptionText("three");
         // Inserted out of order: the numbering follows the sorted identifiers.
-        for (Block *block : {makeBlock(UserC, QString(), QStringLiteral("c")), makeBlock(QStringLiteral("SystemBlock_2"), QStringLiteral("S"), QStringLiteral("s2")),
-                             makeBlock(UserA, QStringLiteral("G/2"), QStringLiteral("a")), versioned, makeBlock(UserB, QStringLiteral("G/1"), QStringLiteral("b"))})
+        for (Block *block : {makeBlock(UserC, QString(), QStringLiteral("c")), versioned,
+                             makeBlock(QStringLiteral("SystemBlock_2"), QStringLiteral("S"), QStringLiteral("s2")),
+                             makeBlock(UserA, QStringLiteral("G/2"), QStringLiteral("a")), makeBlock(UserB, QStringLiteral("G/1"), QStringLiteral("b"))})
             source.library()->insertBlock(block);
         source.library()->save(storage.root());
         FileStorageView *blocks = storage.root()->storage(QStringLiteral("Blocks"));
@@ -207,13 +204,12 @@ private slots:
     {
         QFETCH(QByteArray, content);
         ScratchStorage storage;
-        QList<QPair<QString, QByteArray>> streams{{QStringLiteral("Blocks/Number_0/Info.ini"), blockInfo("n0")},
-                                                  {QStringLiteral("Blocks/Number_1/Info.ini"), blockInfo("n1")},
-                                                  {QStringLiteral("Blocks/SystemBlock_4/Info.ini"), blockInfo("s4")},
-                                                  // Storages that hold no block, or under a name that is none, are skipped.
-                                                  {QStringLiteral("Blocks/SystemBlock_2/Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n"},
-                                                  {QStringLiteral("Blocks/SystemBlock_3/Other.ini"), blockInfo("s3")},
-                                                  {QStringLiteral("Blocks/NotAnIdentifier/Info.ini"), blockInfo("x")}};
+        QList<QPair<QString, QByteArray>> streams{
+            {QStringLiteral("Blocks/Number_0/Info.ini"), blockInfo("n0")}, {QStringLiteral("Blocks/Number_1/Info.ini"), blockInfo("n1")},
+            {QStringLiteral("Blocks/SystemBlock_4/Info.ini"), blockInfo("s4")},
+            // Storages that hold no block, or under a name that is none, are skipped.
+            {QStringLiteral("Blocks/SystemBlock_2/Info.ini"), ";type=\"blockversion\" version=\"0\"\r\n"},
+            {QStringLiteral("Blocks/SystemBlock_3/Other.ini"), blockInfo("s3")}, {QStringLiteral("Blocks/NotAnIdentifier/Info.ini"), blockInfo("x")}};
         if (!content.isNull())
             streams.append({QStringLiteral("Blocks/Content.txt"), content});
         StorageTreeText::write(storage.root(), streams);

@@ -25,8 +25,7 @@ QByteArray png(int width, int height)
     return bytes;
 }
 
-// A block with one version, inputs pins inputs and outputs after them; standard blocks add
-// the enable pin, tool blocks do not.
+// A block with one version, inputs then outputs; standard blocks add the enable pin, tool blocks do not.
 std::unique_ptr<Block> blockWithPins(const QString &identifier, int inputs = 2, int outputs = 3)
 {
     std::unique_ptr<Block> block(Block::createBlock(identifier));
@@ -137,8 +136,7 @@ private slots:
         definition->setLargeListImage(QStringLiteral("png"), image);
         QTEST(definition->defaultSkin()->minimumSize(), "minimumSize");
         QTEST(definition->defaultSkin()->size(), "size");
-        // The default image is the list image, whatever is set; marked modified, it is the list
-        // image (or a blank one) with a red stamp.
+        // The default image is the list image, whatever is set; marked modified, with a red stamp.
         definition->defaultSkin()->setDefaultImage("ignored");
         QCOMPARE(definition->defaultSkin()->defaultImage(), image);
         QSignalSpy redraw(definition, &BlockDefinition::redrawRequired);
