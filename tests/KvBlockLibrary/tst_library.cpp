@@ -115,13 +115,13 @@ private slots:
 
     void instancesAndClear()
     {
+        QObject user; // outlives the library, whose versions hold its children as instances
         auto container = std::make_unique<TestContainer>();
         BlockLibrary *library = container->library();
         QSignalSpy contents(library, &BlockLibrary::contentsChanged);
         library->clear();
         QCOMPARE(contents.count(), 0);
         // A block replaced under its identifier is still owned, not counted, and left by clear() to go with the library.
-        QObject user;
         QPointer<Block> replaced = makeBlock(UserA, QStringLiteral("first"));
         replaced->createDefinition()->registerInstance(&user);
         library->insertBlock(replaced);
@@ -134,7 +134,7 @@ private slots:
                 definition->registerInstance(new QObject(&user));
             library->insertBlock(blocks.emplace_back(block));
             // Whoever hears of a block's deletion finds the library already empty.
-            connect(block, &QObject::destroyed, this, [&, id] {
+            connect(block, &QObject::destroyed, library, [&, id] {
                 seenOnDeletion << (library->block(id) ? id : QString()) + library->blockIdentifiers().join(QString())
                         + library->blockIdentifiers(QStringLiteral("G")).join(QString());
             });
