@@ -21,13 +21,11 @@ QByteArray png(int width, int height)
     image.fill(Qt::white);
     QByteArray bytes;
     QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG");
     return bytes;
 }
 
-// A block with one version, inputs pins inputs and outputs after them; standard blocks add
-// the enable pin, tool blocks do not.
+// A block with one version, inputs then outputs; standard blocks add the enable pin, tool blocks do not.
 std::unique_ptr<Block> blockWithPins(const QString &identifier, int inputs = 2, int outputs = 3)
 {
     std::unique_ptr<Block> block(Block::createBlock(identifier));
@@ -50,7 +48,6 @@ private slots:
     {
         QTest::addColumn<PinEdit>("edit");
         QTest::addColumn<int>("changed");
-
         // A value set twice is one change.
         QTest::newRow("type") << PinEdit([](BlockPin &p) { p.setSimpleType(5), p.setSimpleType(5); }) << 1;
         QTest::newRow("function") << PinEdit([](BlockPin &p) { p.setFunction(eBlockPinFunctionOutput), p.setFunction(eBlockPinFunctionOutput); }) << 1;
@@ -59,10 +56,8 @@ private slots:
         // A copy is one change whatever it copies, also nothing new; the number stays.
         QTest::newRow("clone-twice") << PinEdit([](BlockPin &p) {
             BlockPin source(4);
-            source.setSimpleType(1);
-            source.setShortName(QStringLiteral("out"));
-            p.cloneFrom(&source);
-            p.cloneFrom(&source);
+            source.setSimpleType(1), source.setShortName(QStringLiteral("out"));
+            p.cloneFrom(&source), p.cloneFrom(&source);
             QVERIFY(p.identifier() == 9 && p.isInvertible() && p.shortName() == QStringLiteral("out"));
         }) << 2;
     }
@@ -84,7 +79,6 @@ private slots:
         QTest::addColumn<QList<int>>("inputPins");
         QTest::addColumn<QList<int>>("outputOrder");
         QTest::addColumn<QList<int>>("outputPins");
-
         using L = QList<int>;
         const L outputs{3, 4, 5};
         QTest::newRow("none-set") << "StandardBlock_1" << L{} << L{} << L{-1, 1, 2} << L{} << outputs;
@@ -106,24 +100,15 @@ private slots:
         QTEST(skin->inputPinOrder(), "stored");
         QTEST(skin->inputPins(), "inputPins");
         QTEST(skin->outputPins(), "outputPins");
-
+        // A copy takes the orders and keeps the pins of its own definition.
+        std::unique_ptr<Block> target = blockWithPins(QStringLiteral("StandardBlock_2"), 1, 1);
+        BlockSkin *copy = target->blockDefinition(0)->defaultSkin();
+        copy->cloneFrom(skin);
+        QCOMPARE(QList<QList<int>>({copy->pins(), copy->inputPinOrder(), copy->outputPinOrder()}),
+                 QList<QList<int>>({{-1, 1, 2}, skin->inputPinOrder(), skin->outputPinOrder()}));
     }
 
-    void cloneCopiesOrders()
-    {
-        std::unique_ptr<Block> source = blockWithPins(QStringLiteral("StandardBlock_1"));
-        std::unique_ptr<Block> target = blockWithPins(QStringLiteral("StandardBlock_2"));
-        BlockSkin *to = target->blockDefinition(0)->defaultSkin();
-        source->blockDefinition(0)->defaultSkin()->setInputPinOrder({2, 1});
-        source->blockDefinition(0)->defaultSkin()->setOutputPinOrder({4, 3, 5});
-        to->cloneFrom(source->blockDefinition(0)->defaultSkin());
-        QCOMPARE(to->inputPins() + to->outputPins(), (QList<int>{-1, 2, 1, 4, 3, 5}));
-        // The skin still belongs to its own definition.
-        target->blockDefinition(0)->deletePin(5);
-        QCOMPARE(to->pins(), (QList<int>{-1, 1, 2, 3, 4}));
-    }
-
-    void size_data()
+    void sizeAndImage_data()
     {
         QTest::addColumn<QString>("identifier");
         QTest::addColumn<int>("inputs");
@@ -131,15 +116,16 @@ private slots:
         QTest::addColumn<QByteArray>("image");
         QTest::addColumn<QSizeF>("minimumSize");
         QTest::addColumn<QSizeF>("size");
-
-        QTest::newRow("tool-no-pins") << "ToolBlock_1" << 0 << 0 << QByteArray() << QSizeF(4, 1) << QSizeF(4, 1);
-        QTest::newRow("enable-two-in-three-out") << "StandardBlock_1" << 2 << 3 << QByteArray() << QSizeF(4, 4) << QSizeF(4, 4);
-        QTest::newRow("enable-four-in-one-out") << "StandardBlock_1" << 4 << 1 << QByteArray() << QSizeF(4, 5) << QSizeF(4, 5);
+        QTest::addColumn<QSize>("stampedSize"); // of the image marked modified
+        QTest::newRow("tool-no-pins") << "ToolBlock_1" << 0 << 0 << QByteArray() << QSizeF(4, 1) << QSizeF(4, 1) << QSize(300, 150);
+        QTest::newRow("enable-two-in-three-out") << "StandardBlock_1" << 2 << 3 << QByteArray() << QSizeF(4, 4) << QSizeF(4, 4) << QSize(300, 150);
+        QTest::newRow("enable-four-in-one-out") << "StandardBlock_1" << 4 << 1 << QByteArray() << QSizeF(4, 5) << QSizeF(4, 5) << QSize(300, 150);
         // The image adds 2 * qRound(2.5) = 6 and 2 * qRound(1.2) = 2 to the minimum.
-        QTest::newRow("image-250x120") << "StandardBlock_1" << 2 << 3 << png(250, 120) << QSizeF(4, 4) << QSizeF(10, 6);
-        QTest::newRow("undecodable-image") << "StandardBlock_1" << 2 << 3 << QByteArray("not an image") << QSizeF(4, 4) << QSizeF(4, 4);
+        QTest::newRow("image-250x120") << "StandardBlock_1" << 2 << 3 << png(250, 120) << QSizeF(4, 4) << QSizeF(10, 6) << QSize(250, 120);
+        QTest::newRow("undecodable-image") << "StandardBlock_1" << 2 << 3 << QByteArray("not an image") << QSizeF(4, 4) << QSizeF(4, 4)
+                                           << QSize(300, 150);
     }
-    void size()
+    void sizeAndImage()
     {
         QFETCH(QString, identifier);
         QFETCH(int, inputs);
@@ -150,38 +136,21 @@ private slots:
         definition->setLargeListImage(QStringLiteral("png"), image);
         QTEST(definition->defaultSkin()->minimumSize(), "minimumSize");
         QTEST(definition->defaultSkin()->size(), "size");
-    }
-
-    void defaultImage_data()
-    {
-        QTest::addColumn<QByteArray>("listImage");
-        QTest::addColumn<QSize>("stampedSize");
-        QTest::newRow("no-image") << QByteArray() << QSize(300, 150);
-        QTest::newRow("list-image") << png(200, 400) << QSize(200, 400);
-    }
-    void defaultImage()
-    {
-        QFETCH(QByteArray, listImage);
-        std::unique_ptr<Block> block = blockWithPins(QStringLiteral("StandardBlock_1"));
-        BlockDefinition *definition = block->blockDefinition(0);
-        definition->setLargeListImage(QStringLiteral("png"), listImage);
-        // The default image is the list image, whatever is set.
+        // The default image is the list image, whatever is set; marked modified, with a red stamp.
         definition->defaultSkin()->setDefaultImage("ignored");
-        QCOMPARE(definition->defaultSkin()->defaultImage(), listImage);
-
-        // Marked modified, it is the list image (or a blank one) with a red stamp.
+        QCOMPARE(definition->defaultSkin()->defaultImage(), image);
         QSignalSpy redraw(definition, &BlockDefinition::redrawRequired);
         QSignalSpy changed(definition, &BlockDefinition::changed);
         definition->setShowModified(true);
         QCOMPARE(redraw.count() * 10 + changed.count(), 10);
-        const QImage image = QImage::fromData(definition->defaultSkin()->defaultImage(), "PNG");
-        QTEST(image.size(), "stampedSize");
+        const QImage stamped = QImage::fromData(definition->defaultSkin()->defaultImage(), "PNG");
+        QTEST(stamped.size(), "stampedSize");
         int red = 0;
-        for (int i = 0; i < image.width() * image.height(); ++i)
-            red += image.pixel(i % image.width(), i / image.width()) == qRgb(255, 0, 0);
+        for (int i = 0; i < stamped.width() * stamped.height(); ++i)
+            red += stamped.pixel(i % stamped.width(), i / stamped.width()) == qRgb(255, 0, 0);
         QVERIFY2(red > 200, qPrintable(QString::number(red)));
         definition->setShowModified(false);
-        QCOMPARE(definition->defaultSkin()->defaultImage(), listImage);
+        QCOMPARE(definition->defaultSkin()->defaultImage(), image);
         QVERIFY(BlockSkin(nullptr, nullptr).defaultImage().isEmpty());
     }
 };
