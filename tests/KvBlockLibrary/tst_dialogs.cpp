@@ -6,16 +6,21 @@
 #include <KvBlockLibrary/BlockDefinition.h>
 #include <KvBlockLibrary/BlockLibrary.h>
 #include <KvBlockLibrary/BlockPin.h>
+#include <KvBlockLibrary/BlockDefinitionDescriptionView.h>
+#include <KvBlockLibrary/BlockParameterDescriptionView.h>
 #include <KvBlockLibrary/BlockPropertiesDialog.h>
 #include <KvBlockLibrary/BlockPropertiesSupport.h>
 #include <KvBlockLibrary/BlockSkin.h>
 #include <KvBlockLibrary/BlockSkinPinList.h>
 #include <KvBlockLibrary/PlausibilityEvaluator.h>
 #include <KvMultilingual/Text.h>
+#include <KvParameterDefinition/SimpleParameterDefinition.h>
+#include <LxControls/TextEditWidget.h>
 
 #include "StoredForm.h"
 
 #include <QtCore/QTimer>
+#include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 #include <QtWidgets/QAbstractItemView>
 #include <QtWidgets/QApplication>
@@ -26,6 +31,7 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QTabWidget>
+#include <QtWidgets/QTextEdit>
 
 #include <functional>
 #include <memory>
@@ -123,6 +129,8 @@ private slots:
     void damagedDefinitions_data();
     void damagedDefinitions();
     void plausibilityGatesOk();
+    void descriptionWriteBack_data();
+    void descriptionWriteBack();
 };
 
 void tst_Dialogs::cleanup()
@@ -368,6 +376,48 @@ void tst_Dialogs::plausibilityGatesOk()
     support->checkPlausibility();
     QVERIFY(ok->isEnabled());
     QCOMPARE(status->text(), QString());
+}
+
+void tst_Dialogs::descriptionWriteBack_data()
+{
+    QTest::addColumn<bool>("parameter");
+    QTest::addColumn<bool>("readOnly");
+    QTest::addColumn<QString>("typed");
+    for (const char *view : {"version", "parameter"}) {
+        const bool parameter = qstrcmp(view, "parameter") == 0;
+        QTest::addRow("%s-typed", view) << parameter << false << QStringLiteral("Neu ");
+        QTest::addRow("%s-untouched", view) << parameter << false << QString();
+        QTest::addRow("%s-read-only", view) << parameter << true << QStringLiteral("Neu ");
+    }
+}
+
+void tst_Dialogs::descriptionWriteBack()
+{
+    QFETCH(bool, parameter);
+    QFETCH(bool, readOnly);
+    QFETCH(QString, typed);
+
+    Sample sample(QStringLiteral("user"));
+    const QString stored = QStringLiteral("<p>Alt</p>");
+    auto *number7 = new SimpleParameterDefinition;
+    number7->setDescriptionText(stored);
+    sample.definition->attachParameterGeneralDefinition(7, number7);
+    sample.definition->setDescriptionText(stored.toUtf8());
+    std::unique_ptr<QWidget> view;
+    if (parameter)
+        view = std::make_unique<BlockParameterDescriptionView>(sample.definition, 3u, 7u, readOnly);
+    else
+        view = std::make_unique<BlockDefinitionDescriptionView>(sample.definition, readOnly);
+    QCOMPARE(view->findChild<QLabel *>(QStringLiteral("descriptionLabel"))->text(),
+             parameter ? QStringLiteral("Beschreibung Parameter 7") : QStringLiteral("Beschreibung Version 0"));
+    QTest::keyClicks(child<TextEditWidget>(view.get(), "descriptionEdit")->textEdit(), typed);
+    QSignalSpy changed(sample.definition, &BlockDefinition::changed);
+    QVERIFY(QMetaObject::invokeMethod(view.get(), "updateBlockDefinition"));
+
+    const QString now = parameter ? number7->descriptionText() : QString::fromUtf8(sample.definition->descriptionText());
+    const bool written = !readOnly && !typed.isEmpty();
+    QCOMPARE(changed.count(), written ? 1 : 0);
+    QVERIFY2(written ? now.contains(QStringLiteral("Neu Alt")) : now == stored, qPrintable(now));
 }
 
 QTEST_MAIN(tst_Dialogs)
