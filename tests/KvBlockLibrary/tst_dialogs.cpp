@@ -14,6 +14,7 @@
 #include <KvBlockLibrary/BlockSkinPinList.h>
 #include <KvBlockLibrary/PlausibilityEvaluator.h>
 #include <KvMultilingual/Text.h>
+#include <KvSystem/System.h>
 #include <KvParameterDefinition/SimpleParameterDefinition.h>
 #include <LxControls/TextEditWidget.h>
 
@@ -126,6 +127,8 @@ private slots:
     void pinEdits_data();
     void pinEdits();
     void readOnlyPresentation();
+    void accessLevels_data();
+    void accessLevels();
     void damagedDefinitions_data();
     void damagedDefinitions();
     void plausibilityGatesOk();
@@ -269,10 +272,13 @@ void tst_Dialogs::readOnlyPresentation()
     Sample sample(QStringLiteral("StandardBlock_100"));
     const QStringList before = StoredForm::of(sample.block);
     QList<QDialogButtonBox::StandardButton> buttons;
+    QStringList buttonTexts;
     QStringList faults;
     const bool result = runDialog(sample.definition, true, [&](QDialog *dialog) {
-        for (QAbstractButton *button : dialog->findChild<QDialogButtonBox *>()->buttons())
+        for (QAbstractButton *button : dialog->findChild<QDialogButtonBox *>()->buttons()) {
             buttons << dialog->findChild<QDialogButtonBox *>()->standardButton(button);
+            buttonTexts << button->text();
+        }
         selectPin(dialog, "inputPinList", 1);
         for (auto *edit : dialog->findChildren<QLineEdit *>()) {
             if (edit->parent()->inherits("QAbstractSpinBox"))
@@ -298,8 +304,56 @@ void tst_Dialogs::readOnlyPresentation()
 
     QVERIFY(!result);
     QCOMPARE(buttons, QList<QDialogButtonBox::StandardButton>{QDialogButtonBox::Close});
+    QCOMPARE(buttonTexts, QStringList{QStringLiteral("Schließen")});
     QCOMPARE(faults, QStringList());
     QCOMPARE(StoredForm::of(sample.block), before);
+}
+
+void tst_Dialogs::accessLevels_data()
+{
+    QTest::addColumn<unsigned>("user");
+    QTest::addColumn<unsigned>("read");
+    QTest::addColumn<unsigned>("write");
+    QTest::addColumn<QList<unsigned>>("readRows");
+    QTest::addColumn<QList<unsigned>>("writeRows");
+
+    // Levels up to the user's own, and up to a higher level already set.
+    QTest::newRow("read-above-user") << 1u << 3u << 0u << QList<unsigned>{0, 1, 2, 3} << QList<unsigned>{0, 1};
+    QTest::newRow("user-above-both") << 2u << 1u << 0u << QList<unsigned>{0, 1, 2} << QList<unsigned>{0, 1, 2};
+    QTest::newRow("write-at-top") << 0u << 0u << 7u << QList<unsigned>{0} << QList<unsigned>{0, 1, 2, 3, 4, 5, 6, 7};
+}
+
+void tst_Dialogs::accessLevels()
+{
+    QFETCH(unsigned, user);
+    QFETCH(unsigned, read);
+    QFETCH(unsigned, write);
+    QFETCH(QList<unsigned>, readRows);
+    QFETCH(QList<unsigned>, writeRows);
+
+    Sample sample(QStringLiteral("user"));
+    sample.definition->setAccessLevelRead(read);
+    sample.definition->setAccessLevelWrite(write);
+    const unsigned previousUser = System::instance()->currentAccessLevel();
+    System::instance()->setCurrentAccessLevel(user);
+    QList<unsigned> shownRead, shownWrite;
+    QList<int> current;
+    QVERIFY(runDialog(sample.definition, false, [&](QDialog *dialog) {
+        for (auto [name, rows] : {std::pair{"levelReadComboBox", &shownRead}, {"levelWriteComboBox", &shownWrite}}) {
+            auto *box = child<QComboBox>(dialog, name);
+            for (int i = 0; i < box->count(); ++i)
+                *rows << box->itemData(i).toUInt();
+            current << box->currentIndex();
+        }
+        child<QComboBox>(dialog, "levelReadComboBox")->setCurrentIndex(0);
+    }, QDialogButtonBox::Ok));
+    System::instance()->setCurrentAccessLevel(previousUser);
+
+    QCOMPARE(shownRead, readRows);
+    QCOMPARE(shownWrite, writeRows);
+    QCOMPARE(current, (QList<int>{int(read), int(write)}));
+    QCOMPARE(sample.definition->accessLevelRead(), 0u);
+    QCOMPARE(sample.definition->accessLevelWrite(), write);
 }
 
 void tst_Dialogs::damagedDefinitions_data()

@@ -9,6 +9,8 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QVBoxLayout>
 
+#include <utility>
+
 BlockPropertiesDialogPrivate::BlockPropertiesDialogPrivate(BlockPropertiesDialog *q)
     : QObject(q)
     , q(q)
@@ -27,6 +29,17 @@ void BlockPropertiesDialogPrivate::buildFrame()
 {
     auto *layout = new QVBoxLayout;
     buttonBox = new QDialogButtonBox(readOnly ? QDialogButtonBox::Close : QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    // The standard buttons would speak the language of whatever Qt translation is loaded;
+    // the dialog's texts are German throughout.
+    const std::pair<QDialogButtonBox::StandardButton, QString> texts[] = {
+        {QDialogButtonBox::Ok, BlockPropertiesDialog::tr("OK")},
+        {QDialogButtonBox::Cancel, BlockPropertiesDialog::tr("Abbrechen")},
+        {QDialogButtonBox::Close, BlockPropertiesDialog::tr("Schließen")},
+    };
+    for (const auto &[button, text] : texts) {
+        if (QPushButton *shown = buttonBox->button(button))
+            shown->setText(text);
+    }
     if (mode == Checked) {
         if (QPushButton *ok = buttonBox->button(QDialogButtonBox::Ok))
             ok->setEnabled(false);
