@@ -112,7 +112,7 @@ void selectPin(QDialog *dialog, const char *list, int identifier)
     }
 }
 
-enum class PinEdit { AddTwoInputsOneOutput, MoveInputToOutput, DeleteInput, MoveToFirstPosition, AddOutputOnly };
+enum class PinEdit { AddTwoInputsOneOutput, MoveInputToOutput, MoveThereAndBack, DeleteInput, MoveToFirstPosition, AddOutputOnly };
 
 } // namespace
 
@@ -219,6 +219,8 @@ void tst_Dialogs::pinEdits_data()
                                                              << QList<int>{2, 6} << QList<int>{-1, 1, 2, 5, 6};
     QTest::newRow("function-moves-pin-to-end-of-other-list") << PinEdit::MoveInputToOutput << QList<int>{5}
                                                              << QList<int>{2, 1} << QList<int>{-1, 1, 2, 5};
+    QTest::newRow("function-moves-pin-back-to-end") << PinEdit::MoveThereAndBack << QList<int>{5, 1}
+                                                   << QList<int>{2} << QList<int>{-1, 1, 2, 5};
     QTest::newRow("delete-takes-only-its-pin") << PinEdit::DeleteInput << QList<int>{1} << QList<int>{2}
                                                << QList<int>{-1, 1, 2};
     QTest::newRow("position-rotates-order") << PinEdit::MoveToFirstPosition << QList<int>{5, 1} << QList<int>{2}
@@ -244,8 +246,13 @@ void tst_Dialogs::pinEdits()
             child<QPushButton>(dialog, "newOutputButton")->click();
             break;
         case PinEdit::MoveInputToOutput:
+        case PinEdit::MoveThereAndBack:
             selectPin(dialog, "inputPinList", 1);
             child<QComboBox>(dialog, "functionComboBox")->setCurrentIndex(1);
+            if (edit == PinEdit::MoveThereAndBack) {
+                selectPin(dialog, "outputPinList", 1);
+                child<QComboBox>(dialog, "functionComboBox")->setCurrentIndex(0);
+            }
             break;
         case PinEdit::DeleteInput:
             selectPin(dialog, "inputPinList", 5);

@@ -7,41 +7,78 @@
 
 #include <KvDatatype/DatatypeProvider.h>
 
+#include <QtCore/QSet>
 #include <QtGui/QIcon>
 #include <QtWidgets/QHeaderView>
+
+#include <utility>
 
 namespace {
 // The language a new pin's name is made in.
 constexpr int NewPinLanguage = 1;
-
-QIcon pinIcon(bool active)
-{
-    return QIcon(active ? QStringLiteral(":/Resources/pinEdit.png") : QStringLiteral(":/Resources/pinNoEdit.png"));
-}
 } // namespace
 
 BlockSkinPinListPrivate::BlockSkinPinListPrivate(BlockSkinPinList *q)
     : QObject(q)
     , q(q)
 {
+    QAbstractItemModel *rows = q->model();
+    connect(rows, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex &parent, int first, int last) {
+        if (!parent.isValid())
+            indexRows(first, last);
+    });
+    connect(rows, &QAbstractItemModel::rowsAboutToBeRemoved, this,
+            [this](const QModelIndex &parent, int first, int last) {
+                if (!parent.isValid())
+                    unindexRows(first, last);
+            });
+    connect(rows, &QAbstractItemModel::modelReset, this, &BlockSkinPinListPrivate::reindex);
 }
 
 QTreeWidgetItem *BlockSkinPinListPrivate::item(qint32 identifier, bool create)
 {
-    for (int i = 0; i < q->topLevelItemCount(); ++i) {
-        QTreeWidgetItem *candidate = q->topLevelItem(i);
-        if (candidate->data(ShortNameColumn, IdentifierRole).toInt() == identifier)
-            return candidate;
-    }
+    if (QTreeWidgetItem *found = itemsByIdentifier.value(identifier))
+        return found;
     if (!create)
         return nullptr;
     auto *created = new QTreeWidgetItem;
     created->setData(ShortNameColumn, IdentifierRole, identifier);
     created->setData(PositionColumn, Qt::DisplayRole, identifier);
-    created->setIcon(ShortNameColumn, pinIcon(false));
+    created->setIcon(ShortNameColumn, inactiveIcon);
     q->addTopLevelItem(created);
-    q->scrollToBottom();
+    if (filling)
+        scrollPending = true;
+    else
+        q->scrollToBottom();
     return created;
+}
+
+void BlockSkinPinListPrivate::indexRows(int first, int last)
+{
+    // The list never holds two items of one identifier: item() creates only what it cannot find.
+    for (int row = first; row <= last; ++row) {
+        QTreeWidgetItem *added = q->topLevelItem(row);
+        const qint32 identifier = added->data(ShortNameColumn, IdentifierRole).toInt();
+        if (!itemsByIdentifier.contains(identifier))
+            itemsByIdentifier.insert(identifier, added);
+    }
+}
+
+void BlockSkinPinListPrivate::unindexRows(int first, int last)
+{
+    for (int row = first; row <= last; ++row) {
+        QTreeWidgetItem *leaving = q->topLevelItem(row);
+        const qint32 identifier = leaving->data(ShortNameColumn, IdentifierRole).toInt();
+        if (itemsByIdentifier.value(identifier) == leaving)
+            itemsByIdentifier.remove(identifier);
+    }
+}
+
+void BlockSkinPinListPrivate::reindex()
+{
+    itemsByIdentifier.clear();
+    if (q->topLevelItemCount() > 0)
+        indexRows(0, q->topLevelItemCount() - 1);
 }
 
 void BlockSkinPinListPrivate::setShortName(QTreeWidgetItem *item, const QString &shortName)
@@ -81,8 +118,13 @@ void BlockSkinPinList::setPinFunction(int function)
     setRootIsDecorated(false);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setAlternatingRowColors(true);
-    // The lists are narrow: columns as wide as their texts, so that all three stay in view.
+    // The lists are narrow: the short name takes what the type and the position leave, so
+    // that all three columns stay in view without a horizontal scroll bar. Only the rows in
+    // view are measured, however many pins there are.
+    header()->setStretchLastSection(false);
+    header()->setResizeContentsPrecision(0);
     header()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header()->setSectionResizeMode(BlockSkinPinListPrivate::ShortNameColumn, QHeaderView::Stretch);
     setSortingEnabled(true);
     sortByColumn(BlockSkinPinListPrivate::PositionColumn, Qt::AscendingOrder);
     connect(this, &QTreeWidget::currentItemChanged, this, &BlockSkinPinList::showCurrentItemProperties,
@@ -119,9 +161,20 @@ void BlockSkinPinList::updateView()
     order.removeOne(-1);
     d->pinOrder = QList<qint32>{0} + order;
 
+    // A list that gains rows or whose rows move is sorted once at the end instead of row by
+    // row; the positions are distinct, so the order comes out the same. A list that stays
+    // as it is keeps its sorting and is not sorted again.
+    const bool sorting = isSortingEnabled();
+    d->filling = true;
+
     for (int i = 1; i < d->pinOrder.size(); ++i) {
         const qint32 identifier = d->pinOrder.at(i);
-        QTreeWidgetItem *item = d->item(identifier, true);
+        QTreeWidgetItem *item = d->item(identifier);
+        if (sorting && isSortingEnabled()
+            && (!item || item->data(BlockSkinPinListPrivate::PositionColumn, Qt::DisplayRole).toInt() != i))
+            setSortingEnabled(false);
+        if (!item)
+            item = d->item(identifier, true);
         // An order may name a pin the definition lacks: its item stays without pin data.
         if (BlockPin *pin = d->definition->pin(identifier)) {
             item->setData(0, BlockSkinPinListPrivate::FunctionRole, int(pin->function()));
@@ -131,11 +184,17 @@ void BlockSkinPinList::updateView()
         }
         item->setData(BlockSkinPinListPrivate::PositionColumn, Qt::DisplayRole, i);
     }
+    const QSet<qint32> ordered(d->pinOrder.cbegin(), d->pinOrder.cend());
     for (int i = topLevelItemCount() - 1; i >= 0; --i) {
         const qint32 identifier = topLevelItem(i)->data(0, BlockSkinPinListPrivate::IdentifierRole).toInt();
-        if (identifier != 0 && !d->pinOrder.contains(identifier))
+        if (identifier != 0 && !ordered.contains(identifier))
             delete takeTopLevelItem(i);
     }
+    if (sorting && !isSortingEnabled())
+        setSortingEnabled(true);
+    d->filling = false;
+    if (std::exchange(d->scrollPending, false))
+        scrollToBottom();
     // A new pin must not take a number the definition or this order uses already.
     QList<int> taken = d->definition->pins() + d->pinOrder;
     for (int number : taken)
@@ -316,10 +375,16 @@ void BlockSkinPinList::onPositionChanged(qint32 identifier, int position)
 
 void BlockSkinPinList::setItemPinIsActive(qint32 identifier)
 {
-    for (int i = 0; i < topLevelItemCount(); ++i) {
-        QTreeWidgetItem *item = topLevelItem(i);
-        item->setIcon(0, pinIcon(item->data(0, BlockSkinPinListPrivate::IdentifierRole).toInt() == identifier));
+    // Items are made with the inactive icon and change it only here, so at most the item of
+    // the pin shown before needs its icon back; repainting every row would cost a layout of
+    // each.
+    if (d->activeIdentifier != identifier) {
+        if (QTreeWidgetItem *previous = d->item(d->activeIdentifier))
+            previous->setIcon(0, d->inactiveIcon);
     }
+    d->activeIdentifier = identifier;
+    if (QTreeWidgetItem *active = d->item(identifier))
+        active->setIcon(0, d->activeIcon);
 }
 
 void BlockSkinPinList::deletePin(qint32 identifier)

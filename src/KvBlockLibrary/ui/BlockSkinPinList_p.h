@@ -2,8 +2,10 @@
 
 #include "BlockSkinPinList.h"
 
+#include <QtCore/QHash>
 #include <QtCore/QList>
 #include <QtCore/QObject>
+#include <QtGui/QIcon>
 
 class QTreeWidgetItem;
 
@@ -26,6 +28,10 @@ public:
 
     // The item of a pin; with create, a new one when there is none.
     QTreeWidgetItem *item(qint32 identifier, bool create = false);
+    // Keeps itemsByIdentifier in step with the rows of the list, whoever adds or removes them.
+    void indexRows(int first, int last);
+    void unindexRows(int first, int last);
+    void reindex();
     void setShortName(QTreeWidgetItem *item, const QString &shortName);
     void setDatatype(QTreeWidgetItem *item, tSimpleType type);
     void renumber();
@@ -40,4 +46,16 @@ public:
     bool multilingual = false;
     BlockSkinPinPropertiesView *propertiesView = nullptr;
     BlockSkinPinList *const q;
+
+    // The items by pin identifier: a version may have thousands of pins, and every pin of
+    // updateView() and every edit of the pane looks its item up.
+    QHash<qint32, QTreeWidgetItem *> itemsByIdentifier;
+    // While updateView() fills the list, a created item leaves the scrolling to the end of
+    // the run: scrolling lays out the whole list each time.
+    bool filling = false;
+    bool scrollPending = false;
+    // The pin whose item shows the active icon; 0 for none.
+    qint32 activeIdentifier = 0;
+    const QIcon activeIcon{QStringLiteral(":/Resources/pinEdit.png")};
+    const QIcon inactiveIcon{QStringLiteral(":/Resources/pinNoEdit.png")};
 };
