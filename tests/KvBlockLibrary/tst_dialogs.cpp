@@ -263,6 +263,7 @@ void tst_Dialogs::pinEdits()
             QCOMPARE(child<QSpinBox>(dialog, "positionSpinBox")->value(), 2);
             QCOMPARE(child<QSpinBox>(dialog, "positionSpinBox")->maximum(), 2);
             child<QSpinBox>(dialog, "positionSpinBox")->setValue(1);
+            QCOMPARE(child<BlockSkinPinList>(dialog, "inputPinList")->topLevelItem(0)->text(0), QStringLiteral("p5"));
             break;
         }
     }, QDialogButtonBox::Ok));
