@@ -112,6 +112,19 @@ void selectPin(QDialog *dialog, const char *list, int identifier)
     }
 }
 
+// The pins of a list whose icon says that the details pane shows them.
+QList<int> pinsShownInPane(QDialog *dialog, const char *list)
+{
+    const QImage edit = QIcon(QStringLiteral(":/Resources/pinEdit.png")).pixmap(16).toImage();
+    QList<int> shown;
+    auto *pins = child<BlockSkinPinList>(dialog, list);
+    for (int i = 0; i < pins->topLevelItemCount(); ++i) {
+        if (pins->topLevelItem(i)->icon(0).pixmap(16).toImage() == edit)
+            shown << pins->topLevelItem(i)->data(0, Qt::UserRole).toInt();
+    }
+    return shown;
+}
+
 enum class PinEdit { AddTwoInputsOneOutput, MoveInputToOutput, MoveThereAndBack, DeleteInput, MoveToFirstPosition, AddOutputOnly };
 
 } // namespace
@@ -281,13 +294,16 @@ void tst_Dialogs::readOnlyPresentation()
     const QStringList before = StoredForm::of(sample.block);
     QList<QDialogButtonBox::StandardButton> buttons;
     QStringList buttonTexts;
+    QList<int> shownInPane;
     QStringList faults;
     const bool result = runDialog(sample.definition, true, [&](QDialog *dialog) {
         for (QAbstractButton *button : dialog->findChild<QDialogButtonBox *>()->buttons()) {
             buttons << dialog->findChild<QDialogButtonBox *>()->standardButton(button);
             buttonTexts << button->text();
         }
+        selectPin(dialog, "inputPinList", 5);
         selectPin(dialog, "inputPinList", 1);
+        shownInPane = pinsShownInPane(dialog, "inputPinList");
         for (auto *edit : dialog->findChildren<QLineEdit *>()) {
             if (edit->parent()->inherits("QAbstractSpinBox"))
                 continue;
@@ -313,6 +329,7 @@ void tst_Dialogs::readOnlyPresentation()
     QVERIFY(!result);
     QCOMPARE(buttons, QList<QDialogButtonBox::StandardButton>{QDialogButtonBox::Close});
     QCOMPARE(buttonTexts, QStringList{QStringLiteral("Schließen")});
+    QCOMPARE(shownInPane, QList<int>{1});
     QCOMPARE(faults, QStringList());
     QCOMPARE(StoredForm::of(sample.block), before);
 }
