@@ -29,7 +29,9 @@
 #include <QtWidgets/QDialogButtonBox>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
+#include <QtWidgets/QHeaderView>
 #include <QtWidgets/QPushButton>
+#include <QtWidgets/QScrollBar>
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QTabWidget>
 #include <QtWidgets/QTextEdit>
@@ -185,8 +187,18 @@ void tst_Dialogs::okWritesBackCancelLeavesModel()
     Sample sample(kind);
     const QStringList before = StoredForm::of(sample.block);
     QString title, shownType, number;
-    QStringList tabs;
+    QStringList tabs, cramped;
     const bool result = runDialog(sample.definition, false, [&](QDialog *dialog) {
+        QApplication::processEvents();
+        // Four rows in view and every heading whole, without scrolling sideways.
+        for (const char *name : {"inputPinList", "outputPinList"}) {
+            auto *pins = child<BlockSkinPinList>(dialog, name);
+            bool fits = pins->viewport()->height() >= 4 * pins->sizeHintForRow(0) && !pins->horizontalScrollBar()->isVisible();
+            for (int i = 0; i < 3; ++i)
+                fits = fits && pins->header()->sectionSize(i) >= pins->header()->sectionSizeHint(i);
+            if (!fits)
+                cramped << QString::fromLatin1(name);
+        }
         title = dialog->windowTitle();
         shownType = child<QLineEdit>(dialog, "typeEdit")->text();
         number = child<QLineEdit>(dialog, "numberEdit")->text();
@@ -199,6 +211,7 @@ void tst_Dialogs::okWritesBackCancelLeavesModel()
     }, accept ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel);
 
     QCOMPARE(result, accept);
+    QCOMPARE(cramped, QStringList());
     QCOMPARE(title, QStringLiteral("Eigenschaften von Regler"));
     QCOMPARE(shownType, typeText);
     if (sample.block->isUserBlock())

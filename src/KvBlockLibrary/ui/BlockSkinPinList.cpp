@@ -53,6 +53,14 @@ QTreeWidgetItem *BlockSkinPinListPrivate::item(qint32 identifier, bool create)
     return created;
 }
 
+void BlockSkinPinListPrivate::resumeSorting()
+{
+    q->setSortingEnabled(true);
+    // The header reserves room for the sort arrow in every column; without the arrow all
+    // three headings fit into the narrow list.
+    q->header()->setSortIndicatorShown(false);
+}
+
 void BlockSkinPinListPrivate::indexRows(int first, int last)
 {
     // The list never holds two items of one identifier: item() creates only what it cannot find.
@@ -125,7 +133,7 @@ void BlockSkinPinList::setPinFunction(int function)
     header()->setResizeContentsPrecision(0);
     header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     header()->setSectionResizeMode(BlockSkinPinListPrivate::ShortNameColumn, QHeaderView::Stretch);
-    setSortingEnabled(true);
+    d->resumeSorting();
     sortByColumn(BlockSkinPinListPrivate::PositionColumn, Qt::AscendingOrder);
     connect(this, &QTreeWidget::currentItemChanged, this, &BlockSkinPinList::showCurrentItemProperties,
             Qt::UniqueConnection);
@@ -191,7 +199,7 @@ void BlockSkinPinList::updateView()
             delete takeTopLevelItem(i);
     }
     if (sorting && !isSortingEnabled())
-        setSortingEnabled(true);
+        d->resumeSorting();
     d->filling = false;
     if (std::exchange(d->scrollPending, false))
         scrollToBottom();

@@ -35,6 +35,8 @@ public:
     void setShortName(QTreeWidgetItem *item, const QString &shortName);
     void setDatatype(QTreeWidgetItem *item, tSimpleType type);
     void renumber();
+    // Sorting on, by the header's column and order.
+    void resumeSorting();
 
     BlockDefinition *definition = nullptr;
     // This list's pin identifiers in drawing order behind a placeholder 0, so that an
