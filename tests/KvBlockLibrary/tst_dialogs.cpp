@@ -97,7 +97,8 @@ bool runDialog(BlockDefinition *definition, bool readOnly, const std::function<v
         if (!dialog)
             return;
         act(dialog);
-        if (QAbstractButton *b = dialog->findChild<QDialogButtonBox *>()->button(button))
+        auto *buttons = dialog->findChild<QDialogButtonBox *>();
+        if (QAbstractButton *b = buttons ? buttons->button(button) : nullptr)
             b->click();
         else
             dialog->reject();
@@ -149,6 +150,7 @@ private slots:
     void plausibilityGatesOk();
     void descriptionWriteBack_data();
     void descriptionWriteBack();
+    void parameterBlockWithoutParameterForFamily();
 };
 
 void tst_Dialogs::cleanup()
@@ -510,6 +512,19 @@ void tst_Dialogs::descriptionWriteBack()
     const bool written = !readOnly && !typed.isEmpty();
     QCOMPARE(changed.count(), written ? 1 : 0);
     QVERIFY2(written ? now.contains(QStringLiteral("Neu Alt")) : now == stored, qPrintable(now));
+}
+
+void tst_Dialogs::parameterBlockWithoutParameterForFamily()
+{
+    Sample sample(QStringLiteral("user"));
+    sample.definition->attachParameterFamilyDefinition(5, 1, new SimpleParameterDefinition);
+    bool bare = false;
+    // Nothing to show for the general family: no content, no layout, no buttons; closing
+    // the window is all the user can do.
+    QVERIFY(!runDialog(sample.definition, false, [&](QDialog *dialog) {
+        bare = !dialog->layout() && !dialog->findChild<QDialogButtonBox *>() && !dialog->findChild<QTabWidget *>();
+    }, QDialogButtonBox::Ok));
+    QVERIFY(bare);
 }
 
 QTEST_MAIN(tst_Dialogs)
