@@ -208,7 +208,7 @@ void tst_Dialogs::okWritesBackCancelLeavesModel()
             for (int i = 0; i < tabWidget->count(); ++i)
                 tabs << tabWidget->tabText(i);
         }
-        QTest::keyClicks(child<QLineEdit>(dialog, "shortNameEdit"), QStringLiteral("2"));
+        QTest::keyClicks(child<QLineEdit>(dialog, "shortNameEdit"), QStringLiteral("23456789ABCDEFGH"));
         child<QPushButton>(dialog, "newInputButton")->click();
     }, accept ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel);
 
@@ -227,7 +227,7 @@ void tst_Dialogs::okWritesBackCancelLeavesModel()
         QCOMPARE(StoredForm::of(sample.block), before);
         return;
     }
-    QCOMPARE(sample.block->shortName(), QStringLiteral("PID2"));
+    QCOMPARE(sample.block->shortName(), QStringLiteral("PID23456789ABCDE"));
     QCOMPARE(sample.definition->defaultSkin()->inputPinOrder(), (QList<int>{1, 5, 6}));
     QVERIFY(sample.definition->pin(6));
     QCOMPARE(sample.definition->pin(6)->shortName(), QStringLiteral("newPin"));

@@ -117,7 +117,12 @@ BlockSkinPinList::BlockSkinPinList(QWidget *parent)
     qRegisterMetaType<Text>("Text");
 }
 
-BlockSkinPinList::~BlockSkinPinList() = default;
+BlockSkinPinList::~BlockSkinPinList()
+{
+    // The rows are deleted with the model after this list has stopped being one; their
+    // removal must not reach the index any more.
+    model()->disconnect(d);
+}
 
 void BlockSkinPinList::setPinFunction(int function)
 {
