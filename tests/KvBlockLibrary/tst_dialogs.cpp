@@ -57,7 +57,9 @@ struct Sample
             if (kind == QLatin1String("fallback"))
                 block->setFallbackBlock();
         }
-        block->setName(Text(1, QStringLiteral("Regler")));
+        Text name(1, QStringLiteral("Regler"));
+        name.setText(2, QStringLiteral("Controller"));
+        block->setName(name);
         block->setShortName(QStringLiteral("PID"));
         definition = block->createDefinition();
         for (auto [number, function, type] : {std::tuple{1, eBlockPinFunctionInput, 4}, {2, eBlockPinFunctionOutput, 14},
@@ -191,16 +193,6 @@ void tst_Dialogs::okWritesBackCancelLeavesModel()
     QString title, shownType, number;
     QStringList tabs, cramped;
     const bool result = runDialog(sample.definition, false, [&](QDialog *dialog) {
-        QApplication::processEvents();
-        // Four rows in view and every heading whole, without scrolling sideways.
-        for (const char *name : {"inputPinList", "outputPinList"}) {
-            auto *pins = child<BlockSkinPinList>(dialog, name);
-            bool fits = pins->viewport()->height() >= 4 * pins->sizeHintForRow(0) && !pins->horizontalScrollBar()->isVisible();
-            for (int i = 0; i < 3; ++i)
-                fits = fits && pins->header()->sectionSize(i) >= pins->header()->sectionSizeHint(i);
-            if (!fits)
-                cramped << QString::fromLatin1(name);
-        }
         title = dialog->windowTitle();
         shownType = child<QLineEdit>(dialog, "typeEdit")->text();
         number = child<QLineEdit>(dialog, "numberEdit")->text();
@@ -210,6 +202,16 @@ void tst_Dialogs::okWritesBackCancelLeavesModel()
         }
         QTest::keyClicks(child<QLineEdit>(dialog, "shortNameEdit"), QStringLiteral("23456789ABCDEFGH"));
         child<QPushButton>(dialog, "newInputButton")->click();
+        QApplication::processEvents();
+        // With a new pin in the pane, multilingual: four rows in view and every heading whole, without scrolling sideways.
+        for (const char *name : {"inputPinList", "outputPinList"}) {
+            auto *pins = child<BlockSkinPinList>(dialog, name);
+            bool fits = pins->viewport()->height() >= 4 * pins->sizeHintForRow(0) && !pins->horizontalScrollBar()->isVisible();
+            for (int i = 0; i < 3; ++i)
+                fits = fits && pins->header()->sectionSize(i) >= pins->header()->sectionSizeHint(i);
+            if (!fits)
+                cramped << QString::fromLatin1(name);
+        }
     }, accept ? QDialogButtonBox::Ok : QDialogButtonBox::Cancel);
 
     QCOMPARE(result, accept);
