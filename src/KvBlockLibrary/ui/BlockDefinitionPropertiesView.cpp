@@ -4,6 +4,7 @@
 
 #include "Block.h"
 #include "BlockDefinition.h"
+#include "NameEdits.h"
 #include "ReadOnlyPresentation.h"
 
 #include <KvMultilingual/LanguageManager.h>
@@ -12,9 +13,6 @@
 #include <QtCore/QSignalBlocker>
 
 namespace {
-// The language a monolingual block name is shown and edited in.
-constexpr int MonolingualLanguage = 2;
-constexpr int NameMaxLength = 50;
 // The name edits go under the short name.
 constexpr int NameRow = 3;
 } // namespace
@@ -159,12 +157,7 @@ void BlockDefinitionPropertiesView::updateView()
     ui->lingualComboBox->setCurrentIndex(name.isMonolingual() ? 0 : 1);
 
     d->nameProvider.setFormLayout(ui->formLayout, NameRow);
-    d->nameProvider.clear();
-    d->nameProvider.addText(d->nameLabel(), name, NameMaxLength);
-    if (name.isMultilingual())
-        d->nameProvider.setMultilingual();
-    else
-        d->nameProvider.setMonolingual(MonolingualLanguage);
+    NameEdits::show(d->nameProvider, d->nameLabel(), name);
     d->placeNameEditsInTabOrder();
     d->applyReadOnly();
 }

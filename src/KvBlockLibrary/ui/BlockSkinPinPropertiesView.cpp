@@ -2,17 +2,12 @@
 #include "BlockSkinPinPropertiesView_p.h"
 #include "ui_BlockSkinPinPropertiesView.h"
 
+#include "NameEdits.h"
 #include "ReadOnlyPresentation.h"
 
 #include <KvDatatype/DatatypeProvider.h>
 
 #include <QtWidgets/QLineEdit>
-
-namespace {
-// The language a monolingual name is shown and edited in.
-constexpr int MonolingualLanguage = 2;
-constexpr int NameMaxLength = 50;
-} // namespace
 
 BlockSkinPinPropertiesViewPrivate::BlockSkinPinPropertiesViewPrivate(BlockSkinPinPropertiesView *q)
     : QObject(q)
@@ -131,12 +126,7 @@ void BlockSkinPinPropertiesView::setShortName(const QString &shortName)
 
 void BlockSkinPinPropertiesView::setName(const Text &name)
 {
-    d->nameProvider.clear();
-    d->nameProvider.addText(d->nameLabel(), name, NameMaxLength);
-    if (name.isMultilingual())
-        d->nameProvider.setMultilingual();
-    else
-        d->nameProvider.setMonolingual(MonolingualLanguage);
+    NameEdits::show(d->nameProvider, d->nameLabel(), name);
     // The rows were built anew: give their edits the pane's read-only look.
     d->applyReadOnly();
 }
